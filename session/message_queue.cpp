@@ -1,0 +1,60 @@
+#include "session/message_queue.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+// Before each message stands its size in the block; both keep the next one aligned.
+constexpr std::size_t kAlign = 8;
+constexpr std::size_t kSmallest = 16384;
+
+std::size_t entry_size(std::size_t messageSize) { return kAlign + (messageSize + kAlign - 1) / kAlign * kAlign; }
+
+} // namespace
+
+MessageQueue::~MessageQueue() { std::free(block_); }
+
+bool MessageQueue::Push(const unsigned char* bytes, std::size_t size) {
+    const std::uint32_t entry = static_cast<std::uint32_t>(entry_size(size));
+    if (!MakeRoom(entry))
+        return false;
+    std::memcpy(block_ + tail_, &entry, sizeof entry);
+    std::memcpy(block_ + tail_ + kAlign, bytes, size);
+    tail_ += entry;
+    return true;
+}
+
+tagMSG_DATA* MessageQueue::Front() { return reinterpret_cast<tagMSG_DATA*>(block_ + head_ + kAlign); }
+
+void MessageQueue::Pop() {
+    std::uint32_t entry = 0;
+    std::memcpy(&entry, block_ + head_, sizeof entry);
+    head_ += entry;
+    if (Empty())
+        head_ = tail_ = 0;
+}
+
+bool MessageQueue::MakeRoom(std::size_t size) {
+    if (size <= capacity_ - tail_)
+        return true;
+    const std::size_t used = tail_ - head_;
+    if (size <= capacity_ - used) {
+        std::memmove(block_, block_ + head_, used);
+    } else {
+        std::size_t capacity = capacity_ != 0 ? 2 * capacity_ : kSmallest;
+        while (capacity - used < size)
+            capacity *= 2;
+        auto* block = static_cast<unsigned char*>(std::malloc(capacity));
+        if (block == nullptr)
+            return false;
+        if (used != 0)
+            std::memcpy(block, block_ + head_, used);
+        std::free(block_);
+        block_ = block;
+        capacity_ = capacity;
+    }
+    head_ = 0;
+    tail_ = used;
+    return true;
+}

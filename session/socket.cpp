@@ -1,0 +1,173 @@
+#include "session/socket.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fcntl.h>
+#include <mutex>
+#include <string>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "common/cancel.h"
+#include "common/debug_log.h"
+#include "session/event_seam.h"
+#include "session/receiver.h"
+#include "session/session.h"
+#include "session/state.h"
+
+namespace {
+
+constexpr char kPath[] = "/mnt/sock/sdk.socket";
+constexpr std::int32_t kDisconnected = 13;
+
+// A service that no longer reads fills the socket; a send then gives up where a request would.
+constexpr timeval kSendLimit{60, 0};
+
+int new_socket() {
+    int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (descriptor == 0) { // 0 means "no connection" here; an application may have closed its standard input
+        descriptor = fcntl(0, F_DUPFD_CLOEXEC, 3);
+        close(0);
+    }
+    setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &kSendLimit, sizeof kSendLimit);
+    return descriptor;
+}
+
+} // namespace
+
+CTcpSocket::~CTcpSocket() { close(descriptor_); }
+
+std::int32_t CTcpSocket::ConnectServer(std::int32_t type, const char*, std::uint32_t) {
+    if (type != 0)
+        return type == 1 ? 11 : type;
+
+    sockaddr_un server{};
+    server.sun_family = AF_UNIX;
+    std::memcpy(server.sun_path, kPath, sizeof kPath);
+
+    const int descriptor = new_socket();
+    const bool connects = connect(descriptor, reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0;
+    Replace(descriptor, connects);
+    if (!connects) {
+        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d connect failed!", VELA_HERE);
+        return 1;
+    }
+    return 0;
+}
+
+void CTcpSocket::Replace(int descriptor, bool connects) {
+    const std::lock_guard guard(connectionLock_);
+    descriptor_ = descriptor; // the one stored before stays open, as promised
+    if (connects)
+        connected_ = 1;
+}
+
+bool CTcpSocket::SendData(const char* data, std::int32_t len) {
+    if (connected_ != 1) {
+        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d socket is disconnect", VELA_HERE);
+        return false;
+    }
+    // MSG_NOSIGNAL: a service that has just gone is a failed send, not the end of the application.
+    if (send(descriptor_, data, static_cast<std::size_t>(len), MSG_NOSIGNAL) == -1) {
+        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d socket send error", VELA_HERE);
+        return false;
+    }
+    PrintSendDataToLog(data, len);
+    return true;
+}
+
+void* CTcpSocket::CreateReadSockThread(void* descriptor) {
+    const ServiceThread::Life life(g_session.Reader());
+    g_sock.ReadSockThread(static_cast<int>(reinterpret_cast<std::intptr_t>(descriptor)));
+    return nullptr;
+}
+
+std::int32_t CTcpSocket::ReadSockThread(int descriptor) {
+    Receiver receiver;
+    for (;;) {
+        ssize_t n = 0;
+        {
+            const CancelOn here;
+            n = recv(descriptor, receiver.Room(), receiver.RoomSize(), 0);
+        }
+        if (n == -1) {
+            VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d recv data faild! recv return -1", VELA_HERE);
+            continue;
+        }
+        if (n == 0)
+            break;
+        CSession::Delivery delivery(g_session);
+        receiver.Take(static_cast<std::size_t>(n), [&](const unsigned char* message, std::size_t size) {
+            delivery.Push(message, size);
+            PrintRecvDataToLog(reinterpret_cast<const char*>(message), static_cast<std::int32_t>(size));
+        });
+    }
+
+    VELA_DEBUG_LOG(VELA_LOG_INFO, VELA_LOG_API, "%s %d disconnect from server!", VELA_HERE);
+    Disconnected(descriptor);
+    return kDisconnected;
+}
+
+void CTcpSocket::Disconnected(int descriptor) {
+    const std::lock_guard guard(connectionLock_);
+    if (descriptor != descriptor_)
+        return; // replaced by a newer connection, whose session is not touched
+    connected_ = 0;
+    g_bSessionIsOpen = 0;
+    g_bCliIsOpen = 0;
+    forget_events();
+}
+
+void CTcpSocket::RaiseWhileConnected(Relaxed<std::uint8_t>& flag) {
+    const std::lock_guard guard(connectionLock_);
+    if (connected_ == 1)
+        flag = 1;
+}
+
+// Dumps
+
+namespace {
+
+constexpr std::int32_t kRow = 8;
+constexpr std::int32_t kDumpedOnError = 100;
+
+bool can_dump(std::int32_t len) { return len >= g_head_size && len <= g_data_size; }
+
+void dump_row(const unsigned char* bytes, std::int32_t count) {
+    std::string row = FormatedMsg("%-3d", bytes[0]);
+    for (std::int32_t i = 1; i < count; ++i)
+        row += FormatedMsg(i == kRow / 2 ? "  %-3d" : " %-3d", bytes[i]);
+    VELA_DEBUG_LOG(VELA_LOG_INFO, VELA_LOG_API, "%s", row.c_str());
+}
+
+void dump(const char* data, std::int32_t len) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(data);
+    for (std::int32_t at = 0; at < len; at += kRow)
+        dump_row(bytes + at, std::min(kRow, len - at));
+}
+
+} // namespace
+
+void CTcpSocket::PrintSendDataToLog(const char* data, std::int32_t len) {
+    if (sendDump != 1)
+        return;
+    if (!can_dump(len)) {
+        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d socket send len error, len = %d", VELA_HERE, len);
+        len = kDumpedOnError;
+    }
+    VELA_DEBUG_LOG(VELA_LOG_INFO, VELA_LOG_API, "%s %d send len = %d", VELA_HERE, len);
+    dump(data, len);
+}
+
+void CTcpSocket::PrintRecvDataToLog(const char* data, std::int32_t len) {
+    if (recvDump != 1)
+        return;
+    if (!can_dump(len)) {
+        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d socket recv len error, len = %d", VELA_HERE, len);
+        len = kDumpedOnError;
+    }
+    VELA_DEBUG_LOG(VELA_LOG_INFO, VELA_LOG_API, "%s %d recv len = %d", VELA_HERE, len);
+    dump(data, len);
+}
