@@ -1,0 +1,50 @@
+// The table of event handles: which are taken, under which name each was registered, and its tags. Each function is one
+// step under the events' leaf lock.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "common/th_lock.h"
+
+constexpr std::uint32_t kEventHandles = 16;
+
+struct EventHandle {
+    std::uint8_t inUse;
+    char name[100];       // the registration name, set when the callback is registered
+    char expression[400]; // the handle's tags, joined by " or "
+};
+static_assert(sizeof(EventHandle) == 501);
+
+extern EventHandle g_evtMgr[kEventHandles];
+
+// Guards the table and the registry's maps.
+extern CThLock& g_evtLock;
+
+// Takes the first free handle. 0; 1 when evt_hdl is null or all are taken.
+std::int32_t get_new_event_handler(std::uint32_t* evt_hdl);
+
+bool is_handler_valid(std::uint32_t evt_hdl);
+
+// Frees the record as it stands: its texts stay.
+void give_back_event_handle(std::uint32_t evt_hdl);
+
+// Frees the record and empties it.
+void free_event_handle(std::uint32_t evt_hdl);
+
+// Frees and empties every record.
+void clear_event_handles();
+
+// True when the tag stands anywhere in the handle's expression, as part of another tag or of the joining word too.
+bool is_tag_in_expression(std::uint32_t evt_hdl, const char* tag);
+
+// Adds the tag to the handle's expression.
+void link_tag(std::uint32_t evt_hdl, const char* tag);
+
+// Adds a tag to an expression of at most 400 bytes, joined by " or ". An expression of more than 256 characters is left
+// alone; one that grows past 399 is cut.
+void link_correlate_str(char* dst, const char* src);
+
+std::string expression_of(std::uint32_t evt_hdl);
+std::string registration_name_of(std::uint32_t evt_hdl);
+void set_registration_name(std::uint32_t evt_hdl, const char* name);
