@@ -1,0 +1,2 @@
+// The public header as C++.
+#include "public_header.inc"
