@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/sim/support.h"
+#include "tests/support/wait.h"
 
 namespace sim::test {
 namespace {
@@ -49,6 +50,7 @@ TEST_F(FaultTest, DelayAnswersLate) {
 TEST_F(FaultTest, DelayHoldsUpNobody) {
     service.faults().add("session.keepalive@1:delay=3600000");
     keep_alive();
+    ASSERT_TRUE(::test::Eventually([this] { return service.faults().met() == 1; })) << "ahead of the other client's";
 
     WireClient other(path);
     other.open_session();
