@@ -151,10 +151,10 @@ std::uint32_t get_accounts(Accounts* info) {
     constexpr std::int32_t kMost = sizeof info->accounts / sizeof info->accounts[0];
     if (info->count > kMost)
         return query_failure(kGetAccounts, __LINE__, "SendRequest faided", VELA_ERROR);
-    std::int32_t len = 0; // of the item before
-    auto* end = reinterpret_cast<std::uint8_t*>(info + 1);
-    for (std::uint32_t i = 0; i < static_cast<std::uint32_t>(info->count); ++i) {
-        std::uint8_t* account = info->accounts[0] + std::size_t{i} * kAccountSize;
+    std::int32_t len = 0;                                            // of the item before
+    auto* account = reinterpret_cast<std::uint8_t*>(info->accounts); // a longer entry goes on into the next
+    const auto* end = reinterpret_cast<std::uint8_t*>(info + 1);
+    for (std::uint32_t i = 0; i < static_cast<std::uint32_t>(info->count); ++i, account += kAccountSize) {
         const std::int32_t before = len;
         const char* entry = find_entry(items, kFirstAccount + static_cast<std::int32_t>(i), len);
         if (entry == nullptr)
