@@ -6,6 +6,7 @@
 #include <charconv>
 #include <iterator>
 #include <limits>
+#include <utility>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -71,9 +72,14 @@ constexpr std::array numbers{
     NumberParameter{"offset", 1, 65535, [](Fault& f, std::int64_t n) { f.offset = static_cast<std::size_t>(n); }},
 };
 
+// One beyond 63 bits is none: it would be compared as a negative number.
+bool is_whole_number(const Json& value) {
+    return value.is_number_integer() &&
+           (!value.is_number_unsigned() || std::in_range<std::int64_t>(value.get<std::uint64_t>()));
+}
+
 void set_number(Fault& fault, const NumberParameter& parameter, const Json& value) {
-    const bool whole = value.is_number_integer();
-    if (!whole || value < parameter.lowest || value > parameter.highest)
+    if (!is_whole_number(value) || value < parameter.lowest || value > parameter.highest)
         throw FaultError(fmt::format("{}: expected a number from {} to {}, got {}", parameter.name, parameter.lowest,
                                      parameter.highest, value.dump()));
     parameter.set(fault, value.get<std::int64_t>());

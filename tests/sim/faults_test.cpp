@@ -1,6 +1,8 @@
 // Every fault over a real socket, when it is met, and how faults are written.
 #include "sim/faults.h"
 
+#include <limits>
+
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
@@ -324,6 +326,12 @@ TEST(Faults, AreRefusedWhenTheJsonIsNoFault) {
     EXPECT_THROW(fault_from_json({{"verb", 1}}), FaultError);
     EXPECT_THROW(fault_from_json({{"verb", "error"}, {"code", 1}, {"text", 2}}), FaultError);
     EXPECT_THROW(fault_from_json({{"verb", "delay"}, {"delay", 1.5}}), FaultError);
+
+    const auto error_code = [](auto code) {
+        return fault_from_json({{"operation", "*"}, {"verb", "error"}, {"code", code}, {"text", "x"}});
+    };
+    EXPECT_EQ(error_code(-1).code, -1);
+    EXPECT_THROW(error_code(std::numeric_limits<std::uint64_t>::max()), FaultError) << "not -1";
 }
 
 } // namespace
