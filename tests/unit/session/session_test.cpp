@@ -392,18 +392,15 @@ TEST_F(SessionEvents, AndRepliesAreAllDeliveredInOrderWhenTheServiceWritesInBurs
 }
 
 TEST_F(SessionEvents, ArriveWhileRequestsAreAnswered) {
-    std::atomic<int> sent{0};
-    peer.AlwaysAnswer([&](Link& link, const Bytes& request) {
+    peer.AlwaysAnswer([](Link& link, const Bytes& request) {
         // The reply stands between two events, in one write.
         link.Send(Pushed("before") + Operation(12, SendIdOf(request), 0, 1, Int(0, 16)) + Pushed("after"));
-        sent += 2;
     });
     for (unsigned i = 1; i <= 200; ++i) {
         const Outcome outcome = Ask(i);
         ASSERT_EQ(outcome.result, 0U);
         ASSERT_EQ(outcome.reply.sendId, i);
     }
-    EXPECT_EQ(sent, 400);
     EXPECT_TRUE(Saw(400));
 }
 
