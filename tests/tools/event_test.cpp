@@ -9,8 +9,10 @@ namespace qel::test {
 namespace {
 
 using nlohmann::json;
+using ::testing::AnyOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 using ::testing::StartsWith;
 
@@ -102,7 +104,8 @@ TEST_F(Events, EndWithASignalWhileNobodyReadsThem) {
     watcher->kill(SIGTERM);
     const Finished finished = watcher->finish();
     EXPECT_EQ(finished.code(), 0);
-    EXPECT_THAT(finished.out, StartsWith("log       event 2."));
+    // How many it printed until then is its own affair; none is left out.
+    EXPECT_THAT(finished.out, AnyOf(IsEmpty(), StartsWith("log       event 2.")));
     flood.join();
 }
 
