@@ -1,5 +1,5 @@
 // A pushed event, to a callback that reads all it is given.
-#include <cstring>
+#include <algorithm>
 
 #include "api/event_registry.h"
 #include "session/event_seam.h"
@@ -26,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     message->version = 1;
     message->type = OPERATION_RESPONSE;
     message->totalLength = static_cast<std::uint16_t>(g_head_size + body.size());
-    std::memcpy(message->body, body.data(), body.size());
+    std::copy(body.begin(), body.end(), message->body);
     deliver_event(message);
     forget_events();
     return 0;
