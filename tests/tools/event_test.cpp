@@ -39,12 +39,19 @@ protected:
             EXPECT_THAT(*answer, HasSubstr("\"ok\":true")) << line;
         }
     }
+    // A watcher that is slow to print also keeps its session alive.
+    static std::string without_keepalives(std::string_view told) {
+        constexpr std::string_view keepalive = "qel: vela_session_keepalive: VELA_OK (0): done\n";
+        while (told.starts_with(keepalive))
+            told.remove_prefix(keepalive.size());
+        return std::string(told);
+    }
     // It has unsubscribed, and its session is closed.
     void expect_end(const Finished& finished) const {
         EXPECT_EQ(finished.code(), 0);
-        EXPECT_EQ(finished.err, "qel: vela_event_free: VELA_OK (0): done\n"
-                                "qel: vela_session_close: VELA_OK (0): done\n"
-                                "qel: vela_release: VELA_OK (0): done\n");
+        EXPECT_EQ(without_keepalives(finished.err), "qel: vela_event_free: VELA_OK (0): done\n"
+                                                    "qel: vela_session_close: VELA_OK (0): done\n"
+                                                    "qel: vela_release: VELA_OK (0): done\n");
     }
 
     TempDir directory;
