@@ -35,19 +35,21 @@ public:
     Input(const std::uint8_t* data, std::size_t size) : rest_(reinterpret_cast<const char*>(data), size) {}
 
     // 0 when none is left.
-    unsigned byte() { return static_cast<unsigned char>(take(1).empty() ? '\0' : last_.front()); }
+    unsigned byte() {
+        const std::string_view one = take(1);
+        return one.empty() ? 0U : static_cast<unsigned char>(one.front());
+    }
     // At most n bytes.
     std::string_view take(std::size_t n) {
-        last_ = rest_.substr(0, n);
-        rest_.remove_prefix(last_.size());
-        return last_;
+        const std::string_view taken = rest_.substr(0, n);
+        rest_.remove_prefix(taken.size());
+        return taken;
     }
     std::string_view rest() { return take(rest_.size()); }
     bool empty() const { return rest_.empty(); }
 
 private:
     std::string_view rest_;
-    std::string_view last_;
 };
 
 // Touches every byte, so that one outside its block is found.

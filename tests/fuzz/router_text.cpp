@@ -20,7 +20,7 @@ void read_numbers() {
         number([low](std::int32_t* high) { get_id_range(low, high, "display vlan ?", "INTEGER", "<", "-", ">"); });
     });
     number([](std::int32_t* low) { number([low](std::int32_t* high) { get_wlan_id_range(low, high, kRadio); }); });
-    number([](std::int32_t* acl) { get_vela_acl_num("cellular0/0/0", acl); });
+    number([](std::int32_t* acl) { get_vela_acl_num("Cellular0/0/0", acl); });
     number([](std::int32_t* vlan) { get_valid_vlan_id(*vlan); });
     number([](std::int32_t* bss) { get_valid_wlan_bss_id(bss); });
     number([](std::int32_t* vlan) { get_vlan_id_by_vap_id(2, kRadio, vlan); });
