@@ -187,8 +187,7 @@ Outcome ProvisioningTest::run(const Call& call, const Circumstances& circumstanc
         if (sends++ != circumstances.hang_up_at)
             return;
         peer.HangUp();
-        EXPECT_TRUE(test::SaidEventually(test::Says(test::kInfo, "ReadSockThread", "disconnect from server!")));
-        EXPECT_TRUE(test::Eventually([] { return g_bSessionIsOpen == 0 && g_bCliIsOpen == 0; }));
+        EXPECT_TRUE(test::SawTheHangUp());
     });
     Outcome outcome;
     outcome.code = call.make();

@@ -38,6 +38,12 @@ inline Bytes BytesOf(const tagMSG_DATA& message, std::size_t size) {
     return bytes;
 }
 
+// The reader has taken note of the hang-up and ended. Its record alone is not enough: the flags are cleared behind it.
+[[nodiscard]] inline bool SawTheHangUp() {
+    return SaidEventually(Says(kInfo, "ReadSockThread", "disconnect from server!")) &&
+           Eventually([] { return g_session.Reader().Cancel() != 0; });
+}
+
 class Dispatcher : public ::testing::Test {
 protected:
     void SetUp() override {

@@ -107,7 +107,7 @@ TEST_F(Session, FailsWhenTheRequestCannotBeSent) {
 
 TEST_F(Session, FailsWhenTheServiceHasGone) {
     peer.HangUp();
-    ASSERT_TRUE(SaidEventually(Says(kInfo, "ReadSockThread", "disconnect from server!")));
+    ASSERT_TRUE(SawTheHangUp());
     TakeRecords();
     EXPECT_EQ(Ask(5).result, 1U);
     EXPECT_THAT(TakeRecords(), ElementsAre(Says(kError, "SendData", "socket is disconnect"),

@@ -273,8 +273,7 @@ TEST_F(Reader, ClearsTheSessionWhenTheServiceHangsUp) {
     for (EventHandle& handle : g_evtMgr)
         std::memset(&handle, 1, sizeof handle);
     peer.HangUp();
-    ASSERT_TRUE(SaidEventually(Says(kInfo, "ReadSockThread", "disconnect from server!")));
-    ASSERT_TRUE(Eventually([] { return g_session.Reader().Cancel() != 0; })) << "the reader has not ended";
+    ASSERT_TRUE(SawTheHangUp());
     EXPECT_THAT(TakeRecords(), ElementsAre(Says(kInfo, "ReadSockThread", "disconnect from server!")));
     EXPECT_EQ(g_bSessionIsOpen, 0);
     EXPECT_EQ(g_bCliIsOpen, 0);
@@ -358,8 +357,7 @@ TEST_F(Reader, RaisesAFlagOnlyWhileItIsConnected) {
     EXPECT_EQ(flag, 1);
     flag = 0;
     peer.HangUp();
-    ASSERT_TRUE(SaidEventually(Says(kInfo, "ReadSockThread", "disconnect from server!")));
-    ASSERT_TRUE(Eventually([] { return g_session.Reader().Cancel() != 0; }));
+    ASSERT_TRUE(SawTheHangUp());
     g_sock.RaiseWhileConnected(flag);
     EXPECT_EQ(flag, 0);
 }
