@@ -44,13 +44,23 @@ void make_mount_point(const std::string& path, bool directory) {
 void show_again(const fs::path& original, const std::string& target) {
     const fs::file_status status = fs::symlink_status(original);
     if (fs::is_symlink(status)) {
-        fs::create_symlink(fs::read_symlink(original), target);
+        std::error_code error;
+        const fs::path leads_to = fs::read_symlink(original, error);
+        if (error == std::errc::no_such_file_or_directory) // an entry of /dev may go away at any moment
+            return;
+        if (error)
+            throw fs::filesystem_error("read", original, error);
+        fs::create_symlink(leads_to, target);
         return;
     }
-    if (!fs::exists(status)) // it went away meanwhile
+    if (!fs::exists(status))
         return;
     make_mount_point(target, fs::is_directory(status));
-    mount_or_fail(original.c_str(), target, nullptr, MS_BIND | MS_REC);
+    if (mount(original.c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0)
+        return;
+    if (errno != ENOENT)
+        fail(fmt::format("mount {}", target));
+    fs::remove(target);
 }
 
 // Lays a writable directory over the given one, in which everything of it shows again except the one name.
