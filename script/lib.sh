@@ -74,9 +74,15 @@ ensure_packages() {
     fi
     step "Installing ${missing[*]}"
     export DEBIAN_FRONTEND=noninteractive
-    quietly apt-get -o DPkg::Lock::Timeout=300 update
-    # shellcheck disable=SC2086 # a list of words
-    quietly ${install/apt-get/apt-get -o DPkg::Lock::Timeout=300}
+    # The mirror may be out of reach for a moment, and a new machine's own update holds the lists' lock.
+    local attempt
+    for attempt in 1 2 3 4 5; do
+        ((attempt == 1)) || sleep $((attempt * 15))
+        quietly apt-get -o DPkg::Lock::Timeout=300 update || true
+        # shellcheck disable=SC2086 # a list of words
+        quietly ${install/apt-get/apt-get -o DPkg::Lock::Timeout=300} && return
+    done
+    fail "the packages could not be installed"
 }
 
 # Configures and builds a preset, or some of its targets.
