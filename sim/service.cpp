@@ -207,7 +207,7 @@ public:
 
     bool wait_for_clients(std::size_t n, std::chrono::milliseconds limit) {
         std::unique_lock guard(clients_lock_);
-        return clients_changed_.wait_for(guard, limit, [&] { return connected() == n; });
+        return clients_changed_.wait_for(guard, limit, [&] { return connected() == n && clients_.size() == n; });
     }
 
     std::vector<int> client_ids() const {

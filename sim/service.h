@@ -80,12 +80,13 @@ public:
 
     std::vector<Request> requests() const; // everything received so far, in order
     void clear_requests();                 // also starts the count of wait_for_requests again
-    bool wait_for_requests(std::size_t n, std::chrono::milliseconds limit = std::chrono::seconds(10)); // n or more
+    bool wait_for_requests(std::size_t n, std::chrono::milliseconds limit = std::chrono::seconds(60)); // n or more
 
-    std::size_t clients() const;                                                                      // connected now
-    std::vector<int> client_ids() const;                                                              // the same
-    bool wait_for_clients(std::size_t n, std::chrono::milliseconds limit = std::chrono::seconds(10)); // exactly n
-    std::size_t connections() const;                                                                  // ever accepted
+    std::size_t clients() const;         // connected now
+    std::vector<int> client_ids() const; // the same
+    // Exactly n, and nothing is left of those that went.
+    bool wait_for_clients(std::size_t n, std::chrono::milliseconds limit = std::chrono::seconds(60));
+    std::size_t connections() const; // ever accepted
 
     // One send(); client is the id from a request, or -1 for the newest one connected. False when there is no such
     // client or it is gone. Blocks while the client does not read.

@@ -39,8 +39,8 @@ public:
     void clear();
     // True as soon as a record, received already or later, is accepted.
     bool wait_for(std::function<bool(const LogRecord&)> accepted,
-                  std::chrono::milliseconds limit = std::chrono::seconds(10));
-    bool wait_for_count(std::size_t n, std::chrono::milliseconds limit = std::chrono::seconds(10)); // n or more
+                  std::chrono::milliseconds limit = std::chrono::seconds(60));
+    bool wait_for_count(std::size_t n, std::chrono::milliseconds limit = std::chrono::seconds(60)); // n or more
     // Returns once everything that was sent before the call is in records() and every callback for it has returned.
     void drain();
     // Is told of every record, on the listener's thread. Callbacks are never removed.
