@@ -35,7 +35,8 @@ public:
     std::uint64_t sent() const { return sent_; }
 
 private:
-    bool more() const { return flood_.events != 0 ? sent_ < flood_.events : Clock::now() < end_; }
+    // A flood for a time sends one event at least, however late its thread starts.
+    bool more() const { return flood_.events != 0 ? sent_ < flood_.events : sent_ == 0 || Clock::now() < end_; }
 
     const Flood& flood_;
     const Session session_;
