@@ -148,6 +148,7 @@ class WatchTest(ExampleTest):
     def test_it_fails_when_the_router_hangs_up(self):
         watcher = self.watch("", "1")
         self.ask("hang-up")
-        self.assertEqual(
-            self.finish(watcher), (1, "", "watch_events: vela_session_keepalive failed with 14\n")
-        )
+        code, out, err = self.finish(watcher)
+        self.assertEqual((code, out), (1, ""))
+        # Without a session, or unanswered when the router goes in the middle of it.
+        self.assertRegex(err, r"^watch_events: vela_session_keepalive failed with (14|1)\n$")

@@ -12,7 +12,7 @@ import warnings
 import qel_api
 from qel_api import lifecycle, snmp
 from qel_api.errors import error_for
-from support import PATIENCE, SessionTest, control, hang_up, run_python
+from support import PATIENCE, SessionTest, control, hang_up, run_python, tasks
 
 
 class LifecycleTest(unittest.TestCase):
@@ -30,18 +30,19 @@ class LifecycleTest(unittest.TestCase):
 
     def test_starting_twice_starts_one_pair_of_threads(self):
         qel_api.init()
-        tasks = set(os.listdir("/proc/self/task"))
+        before = tasks()
         qel_api.init()
-        self.assertEqual(set(os.listdir("/proc/self/task")) - tasks, set())
+        self.assertEqual(tasks() - before, set())
         qel_api.release()
 
     def test_the_library_s_threads_have_ended_when_stopping_returns(self):
-        before = set(os.listdir("/proc/self/task"))
+        before = tasks()
         qel_api.init()
-        started = set(os.listdir("/proc/self/task")) - before
+        started = tasks() - before
         self.assertEqual(len(started), 2)
         qel_api.release()
-        self.assertEqual(started & set(os.listdir("/proc/self/task")), set())
+        for task in started:
+            self.assertFalse(os.path.exists(f"/proc/self/task/{task}"))
 
     def test_stopping_closes_the_session_first(self):
         session = qel_api.Session("test")

@@ -7,7 +7,6 @@ from other threads. `register(queue.SimpleQueue().put)` does just that. An excep
 sys.unraisablehook, and the next event is delivered all the same.
 """
 
-import atexit
 import ctypes
 import enum
 import functools
@@ -15,7 +14,7 @@ from collections.abc import Callable
 from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any
 
-from . import _native
+from . import _native, lifecycle
 from ._call import call, code_of, decode, encode, encode_within, unsigned
 from ._closing import Closing
 from .errors import ClosedError, QelError, ResultCode
@@ -147,8 +146,8 @@ def _deliver(number: int, session: int, tag: bytes, kind: int, content: int | No
         receiver._receive(session, decode(tag), kind, text)
 
 
-# At exit, before the library's threads are waited for: the events that are left are not worth waiting for.
-atexit.register(_receivers.clear)
+# The events that are left at exit are not worth waiting for.
+lifecycle.before_exit.append(_receivers.clear)
 
 
 class EventHandle(Closing):

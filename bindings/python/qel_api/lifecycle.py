@@ -9,12 +9,13 @@ import ctypes
 import os
 import threading
 import time
+from collections.abc import Callable
 from typing import Protocol
 
 from . import _native
 from ._call import call, decode
 
-_END_SECONDS = 5.0  # how long release() waits for the library's threads
+_END_SECONDS = 10.0  # how long release() waits for the library's threads
 
 
 class _Closable(Protocol):
@@ -55,7 +56,7 @@ def release() -> None:
     """Stops the library; does nothing when it is not started.
 
     An open session is closed first, which waits for the service as Session.close() does. Then the library's threads are
-    asked to end, and waited for, 5 seconds at most: after that no callback runs any more. Not for callbacks to call.
+    asked to end, and waited for, 10 seconds at most: after that no callback runs any more. Not for callbacks to call.
     """
     with lock:
         if not _started:
@@ -73,20 +74,31 @@ def _stop() -> None:
 
 
 def _tasks() -> set[str]:
-    return set(os.listdir("/proc/self/task"))
+    # A listing may leave out a thread that runs, when another one ends meanwhile.
+    return {task for _ in range(3) for task in os.listdir("/proc/self/task")}
+
+
+def _runs(task: str) -> bool:
+    return os.path.exists(f"/proc/self/task/{task}")
 
 
 def _wait_for_threads() -> None:
     # They are detached: that their entries vanish is the only thing that tells.
     limit = time.monotonic() + _END_SECONDS
-    while _threads & _tasks() and time.monotonic() < limit:
+    while any(map(_runs, tuple(_threads))) and time.monotonic() < limit:
         time.sleep(0.001)
     _threads.clear()
+
+
+# What is to be let go of before the library is stopped at exit.
+before_exit: list[Callable[[], None]] = []
 
 
 def _stop_at_exit() -> None:
     # A callback must not find the interpreter gone. The session is not closed here: its end would be waited for.
     if _started and _process == os.getpid():
+        for let_go in before_exit:
+            let_go()
         _stop()
 
 
