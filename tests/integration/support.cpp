@@ -173,13 +173,6 @@ bool eventually(const std::function<bool()>& holds, std::chrono::milliseconds li
     return true;
 }
 
-std::set<int> threads() {
-    std::set<int> found;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
-        found.insert(std::stoi(entry.path().filename()));
-    return found;
-}
-
 std::uint64_t blocked_signals(int thread) {
     std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
     for (std::string line; std::getline(status, line);)

@@ -104,7 +104,6 @@ tagVELA_SESSION_CFG_T configuration(std::string_view name = "abc", std::int32_t 
 // Waits for a condition that nothing announces.
 bool eventually(const std::function<bool()>& holds, std::chrono::milliseconds limit = patience);
 
-std::set<int> threads();
 // The blocked signals of a thread of this process, bit n - 1 for signal n.
 std::uint64_t blocked_signals(int thread);
 // Those threads that the library under test has started and that have not ended.
