@@ -12,7 +12,7 @@ template <class Condition> bool Eventually(Condition condition) {
     const auto limit = std::chrono::steady_clock::now() + kPatience;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > limit)
-            return false;
+            return condition(); // this thread may have stood still since it looked
         std::this_thread::yield();
     }
     return true;
