@@ -8,6 +8,7 @@
 namespace sim::test {
 namespace {
 
+using ::testing::AnyOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
@@ -71,7 +72,9 @@ TEST_P(Watcher, FailsWhenTheRouterHangsUp) {
     ask({"hang-up"});
     const Finished finished = watcher.finish();
     EXPECT_EQ(finished.code(), 1);
-    EXPECT_EQ(finished.err, "watch_events: vela_session_keepalive failed with 14\n");
+    // Without a session, or unanswered when the router goes in the middle of it.
+    EXPECT_THAT(finished.err, AnyOf("watch_events: vela_session_keepalive failed with 14\n",
+                                    "watch_events: vela_session_keepalive failed with 1\n"));
 }
 
 TEST_P(Watcher, RefusesWrongUsage) {

@@ -42,7 +42,17 @@ public:
         for (std::string& word : words)
             arguments.push_back(word.data());
         arguments.push_back(nullptr);
-        EXPECT_EQ(posix_spawnp(&pid_, arguments[0], &actions, nullptr, arguments.data(), environ), 0) << command[0];
+        // Tests that were started in the background, or with nohup, ignore these.
+        posix_spawnattr_t attributes;
+        posix_spawnattr_init(&attributes);
+        sigset_t defaults;
+        sigemptyset(&defaults);
+        for (const int signal : {SIGHUP, SIGINT, SIGQUIT})
+            sigaddset(&defaults, signal);
+        posix_spawnattr_setsigdefault(&attributes, &defaults);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+        EXPECT_EQ(posix_spawnp(&pid_, arguments[0], &actions, &attributes, arguments.data(), environ), 0) << command[0];
+        posix_spawnattr_destroy(&attributes);
         posix_spawn_file_actions_destroy(&actions);
     }
     ~Process() {

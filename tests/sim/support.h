@@ -54,7 +54,7 @@ public:
     void send(const Message& message) { send(encode(message)); }
 
     // What one recv() gives; empty at the end of the stream, "(nothing)" when the limit passes.
-    std::string receive(std::chrono::milliseconds limit = 10s) {
+    std::string receive(std::chrono::milliseconds limit = 60s) {
         pollfd readable{socket_.get(), POLLIN, 0};
         if (poll(&readable, 1, static_cast<int>(limit.count())) == 0)
             return "(nothing)";

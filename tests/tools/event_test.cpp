@@ -93,7 +93,8 @@ TEST_F(Events, EndAfterTheirTime) {
 TEST_F(Events, AreAllPrintedWhenManyCome) {
     constexpr int many = 20'000; // twice the queue
     const auto watcher = watch({"--count", std::to_string(many), "--log", "x"});
-    std::thread flood([this] { ask({"flood " + std::to_string(many)}); }); // is answered when all have been read
+    // It may be cut short once all have been read: the router ends with the watcher.
+    std::thread flood([this] { ::sim::ControlClient(control).ask("flood " + std::to_string(many)); });
     std::string expected;
     for (int i = 1; i <= many; ++i)
         expected += "log       event " + std::to_string(i) + "\n";
@@ -144,12 +145,20 @@ TEST_F(Events, StayOnTheirLineAndMayHaveNoContent) {
 }
 
 TEST_F(Events, EndWithStatus3WhenTheRouterHangsUp) {
-    const auto watcher = watch({"--keepalive", "0.05"});
-    ask({"hang-up"});
-    const Finished finished = watcher->finish();
-    EXPECT_EQ(finished.code(), 3);
-    EXPECT_THAT(finished.err, EndsWith("qel: vela_session_keepalive: VELA_ERROR_NO_SESSION (14): the service has ended "
-                                       "the session; the router may have restarted; run the command again\n"));
+    // A keepalive that meets the hang-up itself fails in another way than one that comes later.
+    for (;;) {
+        const auto watcher = watch({"--keepalive", "0.3"});
+        ask({"hang-up"});
+        const Finished finished = watcher->finish();
+        ASSERT_THAT(finished.err, HasSubstr("qel: vela_session_keepalive: VELA_ERROR"));
+        if (finished.err.find("vela_session_keepalive: VELA_ERROR (1)") != std::string::npos)
+            continue;
+        EXPECT_EQ(finished.code(), 3);
+        EXPECT_THAT(finished.err,
+                    EndsWith("qel: vela_session_keepalive: VELA_ERROR_NO_SESSION (14): the service has ended "
+                             "the session; the router may have restarted; run the command again\n"));
+        return;
+    }
 }
 
 TEST_F(Events, EndQuietlyWithTheirReader) {
