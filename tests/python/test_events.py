@@ -293,6 +293,31 @@ while not began:
             ended = run_python(self.SCRIPT, os.environ["QEL_SIM_CONTROL"])
             self.assertEqual((ended.returncode, ended.stdout, ended.stderr), (0, "", ""))
 
+    def test_the_events_that_are_left_at_the_end_are_not_waited_for(self):
+        script = """
+import atexit, socket, sys, time
+
+began = []
+at_the_end = []
+atexit.register(lambda: print(len(began) - len(at_the_end)))  # the first one registered runs last
+import qel_api
+atexit.register(lambda: at_the_end.extend(began))
+
+session = qel_api.Session("exit")
+events = session.events()
+events.add("x", qel_api.IfstateFilter())
+events.register(lambda event: began.append(event) or time.sleep(0.05))
+channel = socket.socket(socket.AF_UNIX)
+channel.connect(sys.argv[1])
+channel.sendall(b"flood 3000 0 200\\n")
+channel.detach()  # it ends with the process
+while len(began) < 2:
+    time.sleep(0.001)
+"""
+        ended = run_python(script, os.environ["QEL_SIM_CONTROL"])
+        self.assertEqual((ended.returncode, ended.stderr), (0, ""))
+        self.assertLess(int(ended.stdout), 50)  # of more than a hundred in one receive
+
 
 class RefusalTest(EventsTest):
     def test_tags_are_not_empty_and_no_piece_of_an_earlier_one(self):
