@@ -85,6 +85,11 @@ ensure_packages() {
     fail "the packages could not be installed"
 }
 
+# What ctest prints, without the lines of tests that pass. There are many: in a log only the others are worth theirs.
+without_passed() {
+    grep --line-buffered -vE '^ *(Start +[0-9]+:|[0-9]+/[0-9]+ Test +#[0-9]+: .* Passed )'
+}
+
 # Configures and builds a preset, or some of its targets.
 build() {
     local preset=$1
