@@ -6,6 +6,7 @@
 // also run only when nobody else wants the processor, so that on a busy machine they are overtaken between any two
 // instructions. The delays are no cancellation points, and leave errno as it was. A thread stops being delayed after
 // some thousand calls, so that long tests end.
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
@@ -67,35 +68,20 @@ Habit draw_habit() {
         return {2, 1'000};
     case 1:
         return {4, 20'000};
-    case 2:
-        return {1'000'000, 1};
     default:
         return {50, 2'000};
     }
 }
 
-struct Mood {
-    unsigned calls = 0;
-    std::array<Habit, places> habits{};
-};
-
-// Drawn at a thread's first call.
-Mood& mood() {
-    thread_local Mood mine;
-    thread_local bool drawn = false;
-    if (!drawn) {
-        drawn = true;
-        for (Habit& habit : mine.habits)
-            habit = draw_habit();
-    }
-    return mine;
-}
+thread_local unsigned calls = 0;
+thread_local std::array<Habit, places> habits; // drawn at a thread's first call
 
 void hold_up(Place place) {
     constexpr unsigned most_calls = 2'000;
-    Mood& mine = mood();
-    const Habit habit = mine.habits[place];
-    if (++mine.calls > most_calls || next_random() % habit.one_in != 0)
+    if (calls++ == 0)
+        std::generate(habits.begin(), habits.end(), draw_habit);
+    const Habit habit = habits[place];
+    if (calls > most_calls || next_random() % habit.one_in != 0)
         return;
     const int before = errno;
     const timespec delay{0, static_cast<long>(next_random() % habit.microseconds) * 1'000};
@@ -111,8 +97,17 @@ void give_way_at_times() {
     setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), drawn == 1 || drawn == 2 ? 19 : 0);
 }
 
-template <class Function> Function* next(const char* name) {
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+// The system's own function that ours of that name stands before.
+template <auto Ours> auto theirs(const char* name) {
+    static const auto found = reinterpret_cast<decltype(Ours)>(dlsym(RTLD_NEXT, name));
+    return found;
+}
+
+// Calls it, and is late afterwards.
+template <auto Ours, class... Arguments> auto late_after(Place place, const char* name, Arguments... arguments) {
+    const auto result = theirs<Ours>(name)(arguments...);
+    hold_up(place);
+    return result;
 }
 
 struct Start {
@@ -135,9 +130,8 @@ extern "C" {
 
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*),
                    void* argument) noexcept {
-    static auto* const real = next<decltype(pthread_create)>("pthread_create");
     auto start = std::make_unique<Start>(Start{function, argument});
-    const int error = real(thread, attributes, start_late, start.get());
+    const int error = theirs<&pthread_create>("pthread_create")(thread, attributes, start_late, start.get());
     if (error != 0)
         return error;
     static_cast<void>(start.release()); // the thread's now
@@ -146,135 +140,78 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
 }
 
 int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
-    static auto* const real = next<decltype(pthread_mutex_lock)>("pthread_mutex_lock");
     hold_up(locking);
-    return real(mutex);
+    return theirs<&pthread_mutex_lock>("pthread_mutex_lock")(mutex);
 }
 
 int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
-    static auto* const real = next<decltype(pthread_mutex_unlock)>("pthread_mutex_unlock");
-    const int result = real(mutex);
-    hold_up(unlocking);
-    return result;
+    return late_after<&pthread_mutex_unlock>(unlocking, "pthread_mutex_unlock", mutex);
 }
 
 int pthread_cond_signal(pthread_cond_t* condition) noexcept {
-    static auto* const real = next<decltype(pthread_cond_signal)>("pthread_cond_signal");
-    const int result = real(condition);
-    hold_up(waking);
-    return result;
+    return late_after<&pthread_cond_signal>(waking, "pthread_cond_signal", condition);
 }
 
 int pthread_cond_broadcast(pthread_cond_t* condition) noexcept {
-    static auto* const real = next<decltype(pthread_cond_broadcast)>("pthread_cond_broadcast");
-    const int result = real(condition);
-    hold_up(waking);
-    return result;
+    return late_after<&pthread_cond_broadcast>(waking, "pthread_cond_broadcast", condition);
 }
 
-int sem_post(sem_t* semaphore) noexcept {
-    static auto* const real = next<decltype(sem_post)>("sem_post");
-    const int result = real(semaphore);
-    hold_up(waking);
-    return result;
-}
+int sem_post(sem_t* semaphore) noexcept { return late_after<&sem_post>(waking, "sem_post", semaphore); }
 
-int sem_wait(sem_t* semaphore) {
-    static auto* const real = next<decltype(sem_wait)>("sem_wait");
-    const int result = real(semaphore);
-    hold_up(woken);
-    return result;
-}
+int sem_wait(sem_t* semaphore) { return late_after<&sem_wait>(woken, "sem_wait", semaphore); }
 
 int sem_timedwait(sem_t* semaphore, const timespec* limit) {
-    static auto* const real = next<decltype(sem_timedwait)>("sem_timedwait");
-    const int result = real(semaphore, limit);
-    hold_up(woken);
-    return result;
+    return late_after<&sem_timedwait>(woken, "sem_timedwait", semaphore, limit);
 }
 
 int poll(pollfd* descriptors, nfds_t count, int milliseconds) {
-    static auto* const real = next<decltype(poll)>("poll");
-    const int result = real(descriptors, count, milliseconds);
-    hold_up(woken);
-    return result;
+    return late_after<&poll>(woken, "poll", descriptors, count, milliseconds);
 }
 
 int connect(int descriptor, const sockaddr* address, socklen_t length) {
-    static auto* const real = next<decltype(connect)>("connect");
-    const int result = real(descriptor, address, length);
-    hold_up(connecting);
-    return result;
+    return late_after<&connect>(connecting, "connect", descriptor, address, length);
 }
 
 int accept(int descriptor, sockaddr* address, socklen_t* length) {
-    static auto* const real = next<decltype(accept)>("accept");
-    const int result = real(descriptor, address, length);
-    hold_up(connecting);
-    return result;
+    return late_after<&accept>(connecting, "accept", descriptor, address, length);
 }
 
 int accept4(int descriptor, sockaddr* address, socklen_t* length, int flags) {
-    static auto* const real = next<decltype(accept4)>("accept4");
-    const int result = real(descriptor, address, length, flags);
-    hold_up(connecting);
-    return result;
+    return late_after<&accept4>(connecting, "accept4", descriptor, address, length, flags);
 }
 
 ssize_t send(int descriptor, const void* bytes, size_t size, int flags) {
-    static auto* const real = next<decltype(send)>("send");
-    const ssize_t result = real(descriptor, bytes, size, flags);
-    hold_up(sending);
-    return result;
+    return late_after<&send>(sending, "send", descriptor, bytes, size, flags);
 }
 
 ssize_t sendmsg(int descriptor, const msghdr* message, int flags) {
-    static auto* const real = next<decltype(sendmsg)>("sendmsg");
-    const ssize_t result = real(descriptor, message, flags);
-    hold_up(sending);
-    return result;
+    return late_after<&sendmsg>(sending, "sendmsg", descriptor, message, flags);
 }
 
 ssize_t write(int descriptor, const void* bytes, size_t size) {
-    static auto* const real = next<decltype(write)>("write");
-    const ssize_t result = real(descriptor, bytes, size);
-    hold_up(sending);
-    return result;
+    return late_after<&write>(sending, "write", descriptor, bytes, size);
 }
 
 ssize_t recv(int descriptor, void* bytes, size_t size, int flags) {
-    static auto* const real = next<decltype(recv)>("recv");
-    const ssize_t result = real(descriptor, bytes, size, flags);
-    hold_up(receiving);
-    return result;
+    return late_after<&recv>(receiving, "recv", descriptor, bytes, size, flags);
 }
 
 ssize_t read(int descriptor, void* bytes, size_t size) {
-    static auto* const real = next<decltype(read)>("read");
-    const ssize_t result = real(descriptor, bytes, size);
-    hold_up(receiving);
-    return result;
+    return late_after<&read>(receiving, "read", descriptor, bytes, size);
 }
 
 int shutdown(int descriptor, int how) noexcept {
-    static auto* const real = next<decltype(shutdown)>("shutdown");
     hold_up(closing);
-    const int result = real(descriptor, how);
-    hold_up(closing);
-    return result;
+    return late_after<&shutdown>(closing, "shutdown", descriptor, how);
 }
 
 int close(int descriptor) {
-    static auto* const real = next<decltype(close)>("close");
     hold_up(closing);
-    const int result = real(descriptor);
-    hold_up(closing);
-    return result;
+    return late_after<&close>(closing, "close", descriptor);
 }
 
 void closelog() {
-    static auto* const real = next<decltype(closelog)>("closelog");
-    real();
+    theirs<&closelog>("closelog")();
     hold_up(logging);
 }
 }
