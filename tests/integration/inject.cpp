@@ -3,10 +3,10 @@
 
 #include "support.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <mutex>
-#include <new>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
@@ -17,31 +17,26 @@
 
 namespace {
 
-// A thread of the library's. It says itself that it ends: the kernel's list of threads may leave out one that runs
-// while another ends.
-struct Started {
-    int id;
+// A thread of the library's. It tells its id and its end itself: the kernel's list of threads may leave out one that
+// runs while another ends.
+struct LibraryThread {
+    void* (*function)(void*);
+    void* argument;
+    std::atomic<int> id{0}; // until it runs
     std::atomic<bool> has_ended{false};
 };
 
-// All that the library ever started, and how many were created and have not run yet, so that theirs are missing. Never
-// destroyed: the threads run until the process has ended.
-std::mutex started_lock;
-std::vector<Started*>& all_started = *new std::vector<Started*>;
-int not_yet_running = 0;
+// All that the library ever created. Never destroyed: the threads run until the process has ended.
+std::mutex created_lock;
+std::vector<LibraryThread*>& created = *new std::vector<LibraryThread*>;
 
 bool is_in_the_library(void* address) {
     Dl_info info{};
     return dladdr(address, &info) != 0 && std::string_view(info.dli_fname).find("libqel_api") != std::string_view::npos;
 }
 
-struct Start {
-    void* (*function)(void*);
-    void* argument;
-};
-
 // Runs when a thread's frames are gone. No lock here: a race detector loses sight of one that a cancelled thread takes.
-void note_end(void* started) { static_cast<Started*>(started)->has_ended = true; }
+void note_end(void* thread) { static_cast<LibraryThread*>(thread)->has_ended = true; }
 
 pthread_key_t end_of_thread() {
     static const pthread_key_t key = [] {
@@ -52,26 +47,16 @@ pthread_key_t end_of_thread() {
     return key;
 }
 
-void* note_and_run(void* heap_start) {
-    const Start start = *static_cast<Start*>(heap_start);
-    delete static_cast<Start*>(heap_start);
-    {
-        const std::lock_guard guard(started_lock);
-        all_started.push_back(new Started{gettid()});
-        pthread_setspecific(end_of_thread(), all_started.back());
-        --not_yet_running;
-    }
-    return start.function(start.argument);
-}
-
-void count_new_thread(int change) {
-    const std::lock_guard guard(started_lock);
-    not_yet_running += change;
+void* note_and_run(void* created_thread) {
+    auto* thread = static_cast<LibraryThread*>(created_thread);
+    pthread_setspecific(end_of_thread(), thread);
+    thread->id = gettid();
+    return thread->function(thread->argument);
 }
 
 bool all_threads_run() {
-    const std::lock_guard guard(started_lock);
-    return not_yet_running == 0;
+    const std::lock_guard guard(created_lock);
+    return std::all_of(created.begin(), created.end(), [](const LibraryThread* each) { return each->id != 0; });
 }
 
 thread_local int threads_until_refusal = 0;
@@ -88,14 +73,17 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
     if (!is_in_the_library(__builtin_return_address(0)))
         return create(thread, attributes, start, argument);
 
-    auto* noted = new (std::nothrow) Start{start, argument};
-    if (noted == nullptr)
-        return EAGAIN;
-    count_new_thread(1);
-    const int error = create(thread, attributes, note_and_run, noted);
+    // Counted from here on, so that nobody overlooks one that does not run yet.
+    auto* counted = new LibraryThread{start, argument};
+    {
+        const std::lock_guard guard(created_lock);
+        created.push_back(counted);
+    }
+    const int error = create(thread, attributes, note_and_run, counted);
     if (error != 0) {
-        count_new_thread(-1);
-        delete noted;
+        const std::lock_guard guard(created_lock);
+        std::erase(created, counted);
+        delete counted;
     }
     return error;
 }
@@ -120,9 +108,9 @@ std::set<int> integration::library_threads() {
     // A thread whose id is not known yet would be counted later, and seem to have been started since.
     if (!eventually(all_threads_run))
         throw std::runtime_error("a thread that the library created does not run");
-    const std::lock_guard guard(started_lock);
+    const std::lock_guard guard(created_lock);
     std::set<int> running;
-    for (const Started* each : all_started)
+    for (const LibraryThread* each : created)
         if (!each->has_ended)
             running.insert(each->id);
     return running;
