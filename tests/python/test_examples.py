@@ -146,9 +146,13 @@ class WatchTest(ExampleTest):
         self.assertEqual(self.finish(watcher)[0], 0)
 
     def test_it_fails_when_the_router_hangs_up(self):
-        watcher = self.watch("", "1")
-        self.ask("hang-up")
-        code, out, err = self.finish(watcher)
-        self.assertEqual((code, out), (1, ""))
-        # Without a session, or unanswered when the router goes in the middle of it.
-        self.assertRegex(err, r"^watch_events: vela_session_keepalive failed with (14|1)\n$")
+        # A keepalive that meets the hang-up itself is unanswered; one that comes later has no session.
+        unanswered, without_session = (
+            (1, "", f"watch_events: vela_session_keepalive failed with {code}\n") for code in (1, 14)
+        )
+        ended = unanswered
+        while ended == unanswered:
+            watcher = self.watch("", "1")
+            self.ask("hang-up")
+            ended = self.finish(watcher)
+        self.assertEqual(ended, without_session)

@@ -8,7 +8,6 @@
 namespace sim::test {
 namespace {
 
-using ::testing::AnyOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
@@ -67,14 +66,15 @@ TEST_P(Watcher, TellsOfTheInterfacesItIsAskedFor) {
 }
 
 TEST_P(Watcher, FailsWhenTheRouterHangsUp) {
-    Process watcher(command({"", "1"}));
-    watcher.read_line();
-    ask({"hang-up"});
-    const Finished finished = watcher.finish();
-    EXPECT_EQ(finished.code(), 1);
-    // Without a session, or unanswered when the router goes in the middle of it.
-    EXPECT_THAT(finished.err, AnyOf("watch_events: vela_session_keepalive failed with 14\n",
-                                    "watch_events: vela_session_keepalive failed with 1\n"));
+    Finished finished;
+    do { // a keepalive that meets the hang-up itself is unanswered; one that comes later has no session
+        Process watcher(command({"", "1"}));
+        watcher.read_line();
+        ask({"hang-up"});
+        finished = watcher.finish();
+        ASSERT_EQ(finished.code(), 1);
+    } while (finished.err == "watch_events: vela_session_keepalive failed with 1\n");
+    EXPECT_EQ(finished.err, "watch_events: vela_session_keepalive failed with 14\n");
 }
 
 TEST_P(Watcher, RefusesWrongUsage) {
