@@ -3,9 +3,14 @@
 #include <cstdlib>
 #include <cstring>
 
+struct MessageQueue::Entry {
+    std::uint32_t size; // of the two together
+    std::uint32_t alone;
+};
+
 namespace {
 
-// Before each message stands its size in the block; both keep the next one aligned.
+// What stands before a message, and the message's own size in the block, keep the next one aligned.
 constexpr std::size_t kAlign = 8;
 constexpr std::size_t kSmallest = 16384;
 
@@ -15,22 +20,29 @@ std::size_t entry_size(std::size_t messageSize) { return kAlign + (messageSize +
 
 MessageQueue::~MessageQueue() { std::free(block_); }
 
-bool MessageQueue::Push(const unsigned char* bytes, std::size_t size) {
-    const std::uint32_t entry = static_cast<std::uint32_t>(entry_size(size));
-    if (!MakeRoom(entry))
+bool MessageQueue::Push(const unsigned char* bytes, std::size_t size, bool alone) {
+    static_assert(sizeof(Entry) == kAlign);
+    const Entry entry = {static_cast<std::uint32_t>(entry_size(size)), alone};
+    if (!MakeRoom(entry.size))
         return false;
     std::memcpy(block_ + tail_, &entry, sizeof entry);
     std::memcpy(block_ + tail_ + kAlign, bytes, size);
-    tail_ += entry;
+    tail_ += entry.size;
     return true;
 }
 
 tagMSG_DATA* MessageQueue::Front() { return reinterpret_cast<tagMSG_DATA*>(block_ + head_ + kAlign); }
 
-void MessageQueue::Pop() {
-    std::uint32_t entry = 0;
+bool MessageQueue::FrontWasAlone() const { return FrontEntry().alone != 0; }
+
+MessageQueue::Entry MessageQueue::FrontEntry() const {
+    Entry entry;
     std::memcpy(&entry, block_ + head_, sizeof entry);
-    head_ += entry;
+    return entry;
+}
+
+void MessageQueue::Pop() {
+    head_ += FrontEntry().size;
     if (Empty())
         head_ = tail_ = 0;
 }

@@ -14,16 +14,20 @@ public:
     MessageQueue(const MessageQueue&) = delete;
     MessageQueue& operator=(const MessageQueue&) = delete;
 
-    // Appends a copy; false when there is no memory for it.
-    bool Push(const unsigned char* bytes, std::size_t size);
+    // Appends a copy; false when there is no memory for it. alone: nothing else was received with it.
+    bool Push(const unsigned char* bytes, std::size_t size, bool alone = true);
 
     bool Empty() const { return head_ == tail_; }
 
     // The oldest message, of which only the bytes that were pushed may be touched. It lives until the next Push or Pop.
     tagMSG_DATA* Front();
+    bool FrontWasAlone() const;
     void Pop();
 
 private:
+    struct Entry; // stands before each message in the block
+
+    Entry FrontEntry() const;
     bool MakeRoom(std::size_t size);
 
     unsigned char* block_ = nullptr;

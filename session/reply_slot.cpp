@@ -22,12 +22,14 @@ int ReplySlot::Expected() {
     return expected_;
 }
 
-ReplySlot::Verdict ReplySlot::Offer(const tagMSG_DATA& message, std::size_t size, int& expected) {
+ReplySlot::Verdict ReplySlot::Offer(const tagMSG_DATA& message, std::size_t size, bool mayBeHeld, int& expected) {
     const std::lock_guard guard(lock_);
     expected = expected_;
     if (message.sendId != expected_)
         return Verdict::Refused;
     if (reply_ == nullptr) {
+        if (!mayBeHeld)
+            return Verdict::Refused;
         std::memcpy(&held_, &message, size);
         heldSize_ = size;
         holds_ = true;

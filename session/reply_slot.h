@@ -12,7 +12,7 @@ class ReplySlot {
 public:
     enum class Verdict {
         Answered, // copied to the waiting request, which is to be woken
-        Held,     // nothing waits and the send id is 0, the id of nobody: kept for the next request
+        Held,     // nothing waits and the send id is 0, the id of nobody: kept for the next request, if it may be
         Refused,
     };
 
@@ -27,7 +27,7 @@ public:
 
     // A message with its header in host order, of which size bytes are to be copied. expected is set to the send id
     // that was waited for, 0 for none.
-    Verdict Offer(const tagMSG_DATA& message, std::size_t size, int& expected);
+    Verdict Offer(const tagMSG_DATA& message, std::size_t size, bool mayBeHeld, int& expected);
 
     // Moves the message held, if there is one, to the waiting request: true, and the request is answered without a
     // wake.

@@ -70,17 +70,17 @@ std::int32_t CSession::ConvertRecvDataNtohs(tagMSG_DATA* message) {
 
 // What the socket reader pushes
 
-bool CSession::Lane::Push(const unsigned char* message, std::size_t size) {
-    if (queue.Push(message, size))
+bool CSession::Lane::Push(const unsigned char* message, std::size_t size, bool alone) {
+    if (queue.Push(message, size, alone))
         return true;
     VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d memory use out, malloc failed", VELA_HERE);
     return false;
 }
 
-void CSession::PushSockData(const unsigned char* message, std::size_t size) {
+void CSession::PushSockData(const unsigned char* message, std::size_t size, bool alone) {
     {
         const std::lock_guard guard(replies_.lock);
-        replies_.Push(message, size);
+        replies_.Push(message, size, alone);
     }
     replies_.arrived.SemPost();
 }
@@ -88,15 +88,18 @@ void CSession::PushSockData(const unsigned char* message, std::size_t size) {
 void CSession::PushEventData(const unsigned char* message, std::size_t size) {
     {
         const std::lock_guard guard(events_.lock);
-        events_.Push(message, size);
+        events_.Push(message, size, true);
     }
     events_.arrived.SemPost();
 }
 
-void CSession::Delivery::Push(const unsigned char* message, std::size_t size) {
-    const bool isEvent = message[1] == OPERATION_RESPONSE && message[g_head_size] == BODY_EVENT;
+void CSession::Delivery::Push(const unsigned char* message, std::size_t size, bool alone) {
+    // A message that is only a header has no body kind. Alone in its receive it is judged as it stands, with the byte
+    // that an earlier message left there; behind it the buffer may end, or another message begin.
+    const bool hasKind = alone || size > g_head_size;
+    const bool isEvent = hasKind && message[1] == OPERATION_RESPONSE && message[g_head_size] == BODY_EVENT;
     SwitchTo(isEvent ? session_.events_ : session_.replies_);
-    lane_->Push(message, size);
+    lane_->Push(message, size, alone);
 }
 
 void CSession::Delivery::SwitchTo(Lane& lane) {
@@ -170,22 +173,24 @@ bool CSession::AnswerFromQueue() {
     const std::lock_guard guard(replies_.lock);
     bool answered = false;
     for (; !replies_.queue.Empty(); replies_.queue.Pop())
-        answered |= Answer(replies_.queue.Front());
+        answered |= Answer(replies_.queue.Front(), replies_.queue.FrontWasAlone());
     return answered;
 }
 
-bool CSession::Answer(tagMSG_DATA* message) {
+// A message with send id 0 that nobody waits for is kept for the next request only where it was alone: behind others it
+// is the second copy of an answer, or what a wrong length made of one.
+bool CSession::Answer(tagMSG_DATA* message, bool alone) {
     int expected = slot_.Expected();
     if (message->sendId == expected) {
         ConvertRecvDataNtohs(message);
         const std::size_t size = is_valid_length(message->totalLength) ? message->totalLength : g_data_size;
-        switch (slot_.Offer(*message, size, expected)) {
+        switch (slot_.Offer(*message, size, alone, expected)) {
         case ReplySlot::Verdict::Answered:
             return true;
         case ReplySlot::Verdict::Held:
             return false;
         case ReplySlot::Verdict::Refused:
-            break; // the request was given up in between
+            break; // the request was given up in between, or the message may not be kept
         }
     }
     VELA_DEBUG_LOG(VELA_LOG_INFO, VELA_LOG_API, "%s %d sendId = %d recv_id = %d", "ProcessSocketData", __LINE__,

@@ -22,7 +22,8 @@ public:
     // reply of impossible length. The request's length and session id are left in network order.
     std::uint32_t SendRequest(tagMSG_DATA* request, tagMSG_DATA* reply);
 
-    void PushSockData(const unsigned char* message, std::size_t size);
+    // alone: nothing else was received with the message.
+    void PushSockData(const unsigned char* message, std::size_t size, bool alone = true);
     void PushEventData(const unsigned char* message, std::size_t size);
 
     // Pushes the messages of one receive, in order, with one lock and one wake for each run of the same kind.
@@ -49,7 +50,7 @@ private:
         Sem arrived;
         MessageQueue queue;
 
-        bool Push(const unsigned char* message, std::size_t size);
+        bool Push(const unsigned char* message, std::size_t size, bool alone);
     };
 
     static void* ProcessSocketDataThread(void* session);
@@ -57,7 +58,7 @@ private:
     [[noreturn]] void ProcessSocketData();
     [[noreturn]] void ProcessEvent();
     bool AnswerFromQueue();
-    bool Answer(tagMSG_DATA* message);
+    bool Answer(tagMSG_DATA* message, bool alone);
     void DeliverFromQueue();
     void WaitForWake();
 
@@ -81,7 +82,7 @@ public:
     Delivery& operator=(const Delivery&) = delete;
 
     // Sorts the message by its type and body kind and appends it to its queue.
-    void Push(const unsigned char* message, std::size_t size);
+    void Push(const unsigned char* message, std::size_t size, bool alone);
 
 private:
     void SwitchTo(Lane& lane);

@@ -99,8 +99,8 @@ std::int32_t CTcpSocket::ReadSockThread(int descriptor) {
         if (n == 0)
             break;
         CSession::Delivery delivery(g_session);
-        receiver.Take(static_cast<std::size_t>(n), [&](const unsigned char* message, std::size_t size) {
-            delivery.Push(message, size);
+        receiver.Take(static_cast<std::size_t>(n), [&](const unsigned char* message, std::size_t size, bool alone) {
+            delivery.Push(message, size, alone);
             PrintRecvDataToLog(reinterpret_cast<const char*>(message), static_cast<std::int32_t>(size));
         });
     }

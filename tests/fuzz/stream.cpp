@@ -19,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
         std::size_t delivered = 0;
         const auto* front = reinterpret_cast<const char*>(receiver.get());
-        receiver->Take(bytes.size(), [&](const unsigned char* message, std::size_t length) {
+        receiver->Take(bytes.size(), [&](const unsigned char* message, std::size_t length, bool) {
             const auto* first = reinterpret_cast<const char*>(message);
             fuzz::require(length >= g_head_size && length <= g_data_size, "a message has a possible length");
             fuzz::require(first >= front && first + length <= front + sizeof(Receiver), "a message lies in the buffer");

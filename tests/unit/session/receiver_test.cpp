@@ -1,4 +1,5 @@
-// Cutting the stream into messages: one in a receive, however odd; several joined; and one that the buffer's end cut.
+// Cutting the stream into messages: one in a receive, however odd; several joined; one that a receive's end cut; and
+// what follows a message whose length is wrong.
 #include "session/receiver.h"
 
 #include <algorithm>
@@ -25,15 +26,21 @@ public:
         EXPECT_LE(bytes.size(), receiver_.RoomSize()) << "no receive could give so much";
         std::memcpy(receiver_.Room(), bytes.data(), bytes.size());
         std::vector<Bytes> delivered;
-        receiver_.Take(bytes.size(), [&](const unsigned char* message, std::size_t size) {
+        alone_.clear();
+        receiver_.Take(bytes.size(), [&](const unsigned char* message, std::size_t size, bool alone) {
             delivered.emplace_back(message, message + size);
+            alone_.push_back(alone);
         });
         return delivered;
     }
 
     std::size_t Room() const { return receiver_.RoomSize(); }
 
+    // Of the last receive's messages: which had nothing beside them.
+    const std::vector<bool>& Alone() const { return alone_; }
+
 private:
+    std::vector<bool> alone_;
     Receiver receiver_;
 };
 
@@ -285,7 +292,8 @@ TEST(Receiver, IgnoresACutRemainderOnceItIsSeenToStartNoMessage) {
     Stream stream;
     EXPECT_THAT(stream.Receive(first + Hex("01 0c 05")), ElementsAre(first)); // could be a message yet
     EXPECT_EQ(stream.Room(), kBuffer - 3);
-    EXPECT_THAT(stream.Receive(Hex("00 00 03 00 00")), IsEmpty()); // of three bytes: it is none
+    // Of three bytes: it is none. What came is a receive of its own, with the bytes of earlier messages behind it.
+    EXPECT_THAT(stream.Receive(Hex("00 00 03 00 00")), SizeIs(1));
     EXPECT_EQ(stream.Room(), kBuffer);
     EXPECT_THAT(stream.Receive(Of(30, 3)), ElementsAre(Of(30, 3)));
 }
@@ -332,6 +340,207 @@ TEST(Receiver, HandsOnAShortMessageThatFillsTheBuffer) {
     EXPECT_THAT(stream.Receive(whole), ElementsAre(whole));
     EXPECT_EQ(stream.Room(), kBuffer);
     EXPECT_THAT(stream.Receive(Part(Of(9, 2), 0, 8)), ElementsAre(Part(Of(9, 2), 0, 8) + Part(whole, 8, 9)));
+}
+
+// ---- after a message whose length is wrong ----
+
+// A message that claims so many bytes less than it has.
+Bytes Understating(const Bytes& message, unsigned by) {
+    return WithTotalLength(message, static_cast<unsigned>(message.size()) - by);
+}
+
+// What may be left of a message behind its claimed end: every byte value, and what looks like the start of a message.
+std::vector<Bytes> Leftovers() {
+    std::vector<Bytes> leftovers;
+    for (unsigned byte = 0; byte < 256; ++byte)
+        leftovers.push_back(Bytes(1, static_cast<unsigned char>(byte)));
+    for (const char* bytes :
+         {"01 0c", "01 02", "01 0c 07", "01 0c 07 00", "01 0c 07 00 00", "01 0c 07 00 1f", "01 0c 07 00 00 40",
+          "01 02 07 00 1f 4c", "01 0c 07 00 00 40 00", "01 0c 07 00 1f 40 00 05", "01 02 00 00 00 40 00 00",
+          "01 01 01 01 01 01 01 01", "0c 01 0c 01 0c 01 0c 01 0c", "00 00 01", "00 01 0c 00 00 ff 00"})
+        leftovers.push_back(Hex(bytes));
+    return leftovers;
+}
+
+TEST(Receiver, HandsOnWhatComesAfterALeftover) {
+    for (const Bytes& leftover : Leftovers()) {
+        const Bytes whole = Of(60, 1) + leftover;
+        const Bytes broken = WithTotalLength(whole, 60);
+        Stream stream;
+        ASSERT_THAT(stream.Receive(broken), ElementsAre(Part(broken, 0, 60))) << ::testing::PrintToString(leftover);
+        ASSERT_THAT(stream.Receive(Of(40, 2)), ElementsAre(Of(40, 2))) << ::testing::PrintToString(leftover);
+        ASSERT_EQ(stream.Room(), kBuffer);
+        ASSERT_THAT(stream.Alone(), ElementsAre(true));
+    }
+}
+
+TEST(Receiver, HandsOnEveryMessageOfTheReceiveAfterALeftover) {
+    for (const Bytes& leftover : Leftovers()) {
+        Stream stream;
+        stream.Receive(Of(60, 1) + leftover);
+        ASSERT_THAT(stream.Receive(Of(40, 2) + Of(8, 3, 2) + Of(300, 4)),
+                    ElementsAre(Of(40, 2), Of(8, 3, 2), Of(300, 4)))
+            << ::testing::PrintToString(leftover);
+    }
+}
+
+TEST(Receiver, HandsOnWhatIsJoinedToALeftoverThatIsNoStartOfAMessage) {
+    for (const Bytes& leftover : Leftovers()) {
+        const bool looksLikeAStart = leftover.size() >= 2 && leftover[0] == 1 && leftover[1] != 1;
+        if (looksLikeAStart)
+            continue; // what stands behind it may be the rest of it
+        Stream stream;
+        ASSERT_THAT(stream.Receive(Of(60, 1) + leftover + Of(40, 2) + Of(50, 3)),
+                    ElementsAre(Of(60, 1), Of(40, 2), Of(50, 3)))
+            << ::testing::PrintToString(leftover);
+        ASSERT_EQ(stream.Room(), kBuffer);
+    }
+}
+
+TEST(Receiver, IsInStepAgainAfterAnyUnderstatement) {
+    for (unsigned by = 1; by <= 52; ++by)
+        for (const unsigned filler : {0U, 1U, 2U, 12U, 255U}) {
+            const Bytes broken = Understating(Message(12, 1, 5, Bytes(52, static_cast<unsigned char>(filler))), by);
+            Stream stream;
+            ASSERT_THAT(stream.Receive(broken), ElementsAre(Part(broken, 0, 60 - by)));
+            ASSERT_THAT(stream.Receive(Of(40, 2)), ElementsAre(Of(40, 2))) << by << ' ' << filler;
+        }
+}
+
+TEST(Receiver, LosesNoReplyToJunkThatClaimsThousandsOfBytes) {
+    Stream stream;
+    EXPECT_THAT(stream.Receive(Of(30, 1) + Hex("01 0c 07 00 1f 40 00 05")), ElementsAre(Of(30, 1)));
+    for (unsigned i = 0; i < 300; ++i)
+        ASSERT_THAT(stream.Receive(Of(30, i & 0xff, 2)), ElementsAre(Of(30, i & 0xff, 2))) << i;
+}
+
+TEST(Receiver, LosesNoReplyToJunkBehindEveryOtherOne) {
+    Stream stream;
+    for (unsigned i = 0; i < 300; ++i) {
+        const Bytes reply = Of(30, i & 0xff);
+        const bool afterJunk = i % 2 == 1;
+        ASSERT_THAT(stream.Receive(afterJunk ? reply : reply + Hex("01 0c 07 00 1f 40 00 05")), ElementsAre(reply))
+            << i;
+    }
+}
+
+TEST(Receiver, StartsAfreshWithAReceiveThatEndsInsideAMessageOnceTheHeldBytesCanBeNone) {
+    Stream stream;
+    EXPECT_THAT(stream.Receive(Of(30, 1) + Hex("01")), ElementsAre(Of(30, 1)));
+    // 01 01 is no message, 01 alone could have been one.
+    EXPECT_THAT(stream.Receive(Of(40, 2) + Part(Of(50, 3), 0, 20)), ElementsAre(Of(40, 2)));
+    EXPECT_THAT(stream.Receive(Part(Of(50, 3), 20, 50)), ElementsAre(Of(50, 3)));
+}
+
+TEST(Receiver, GoesOnWithHeldBytesThatAreExactWithWhatComes) {
+    // Held: a header that claims 8 bytes more than the next receive has. Both readings are exact: it is one message.
+    const Bytes inside = Of(40, 2);
+    const Bytes whole = Message(12, 9, 5, inside);
+    Stream stream;
+    EXPECT_THAT(stream.Receive(Of(30, 1) + Part(whole, 0, 8)), ElementsAre(Of(30, 1)));
+    EXPECT_THAT(stream.Receive(inside), ElementsAre(whole));
+    EXPECT_THAT(stream.Alone(), ElementsAre(false));
+}
+
+TEST(Receiver, CompletesAMessageCutAnywhereWhateverItsBodyHolds) {
+    // A body of headers: wherever it is cut, its second half must not be taken for messages of its own.
+    Bytes body;
+    for (int i = 0; i < 12; ++i)
+        body = body + Hex("01 0c 07 00 00 40 00 05");
+    const Bytes whole = Message(12, 9, 5, body);
+    for (std::size_t inside = 1; inside < whole.size(); ++inside) {
+        Stream stream;
+        ASSERT_THAT(stream.Receive(Of(30, 1) + Part(whole, 0, inside)), ElementsAre(Of(30, 1)));
+        ASSERT_THAT(stream.Receive(Part(whole, inside, whole.size())), ElementsAre(whole)) << inside;
+        ASSERT_THAT(stream.Receive(Of(40, 2)), ElementsAre(Of(40, 2)));
+    }
+}
+
+TEST(Receiver, CountsNoCutChainBehindALeftover) {
+    // Behind the leftover stands a whole message and the start of another: it may be anything that looks so.
+    Stream stream;
+    EXPECT_THAT(stream.Receive(Of(60, 1) + Hex("00") + Of(40, 2) + Part(Of(50, 3), 0, 49)), ElementsAre(Of(60, 1)));
+    EXPECT_EQ(stream.Room(), kBuffer) << "nothing is held of it";
+    EXPECT_THAT(stream.Receive(Of(30, 4)), ElementsAre(Of(30, 4)));
+}
+
+TEST(Receiver, HandsOnTheFirstExactChainBehindALeftover) {
+    // The chain begins with the first place from which messages reach the end, not with the last.
+    Stream stream;
+    EXPECT_THAT(stream.Receive(Of(60, 1) + Hex("ff ff") + Of(8, 2) + Of(8, 3, 2) + Of(8, 4)),
+                ElementsAre(Of(60, 1), Of(8, 2), Of(8, 3, 2), Of(8, 4)));
+}
+
+TEST(Receiver, LooksForMessagesBehindLaterOnesToo) {
+    Stream stream;
+    EXPECT_THAT(stream.Receive(Of(60, 1) + Of(40, 2) + Hex("00 01") + Of(50, 3)),
+                ElementsAre(Of(60, 1), Of(40, 2), Of(50, 3)));
+    // And behind one that was completed.
+    EXPECT_THAT(stream.Receive(Of(60, 1) + Part(Of(40, 2), 0, 30)), ElementsAre(Of(60, 1)));
+    EXPECT_THAT(stream.Receive(Part(Of(40, 2), 30, 40) + Hex("00 01") + Of(50, 3)), ElementsAre(Of(40, 2), Of(50, 3)));
+}
+
+TEST(Receiver, TakesOnlyPlausibleMessagesBehindALeftover) {
+    struct Row {
+        const char* what;
+        Bytes behind;
+        bool isMessage;
+    };
+    Bytes otherVersion = Of(20, 2);
+    otherVersion[0] = 2;
+    const Row rows[] = {
+        {"an operation's reply", Of(20, 2), true},
+        {"a control reply", Of(20, 2, 2), true},
+        {"only a header", Of(8, 2), true},
+        {"the largest that fits", Of(kBuffer - 61, 2), true},
+        {"another version", otherVersion, false},
+        {"a request", Of(20, 2, 11), false},
+        {"a control request", Of(20, 2, 1), false},
+        {"type 0", Of(20, 2, 0), false},
+        {"one byte too few", WithTotalLength(Of(20, 2), 19), false},
+        {"one byte too many", WithTotalLength(Of(20, 2), 21), false},
+        {"less than a header", WithTotalLength(Of(20, 2), 7), false},
+        {"too long", WithTotalLength(Of(20, 2), 8013), false},
+    };
+    for (const Row& row : rows) {
+        Stream stream;
+        const std::vector<Bytes> delivered = stream.Receive(Of(60, 1) + Hex("ff") + row.behind);
+        if (row.isMessage)
+            EXPECT_THAT(delivered, ElementsAre(Of(60, 1), row.behind)) << row.what;
+        else
+            EXPECT_THAT(delivered, ElementsAre(Of(60, 1))) << row.what;
+        EXPECT_EQ(stream.Room(), kBuffer);
+    }
+}
+
+TEST(Receiver, TakesTheVersionOfTheConnectionsFirstMessage) {
+    Bytes first = Of(30, 1);
+    Bytes second = Of(40, 2);
+    first[0] = second[0] = 3;
+    Stream stream;
+    EXPECT_THAT(stream.Receive(first), ElementsAre(first));
+    // A message of another version is handed on by itself, and says nothing of those to come.
+    EXPECT_THAT(stream.Receive(Of(50, 4)), ElementsAre(Of(50, 4)));
+    EXPECT_THAT(stream.Receive(first + second), ElementsAre(first, second));
+    EXPECT_THAT(stream.Receive(first + Of(50, 4)), ElementsAre(first));
+}
+
+TEST(Receiver, TellsWhatWasAloneInItsReceive) {
+    Stream stream;
+    stream.Receive(Of(30, 1));
+    EXPECT_THAT(stream.Alone(), ElementsAre(true));
+    stream.Receive(Of(30, 1) + Of(30, 2));
+    EXPECT_THAT(stream.Alone(), ElementsAre(false, false));
+    stream.Receive(WithTotalLength(Of(30, 1), 31)); // more than came
+    EXPECT_THAT(stream.Alone(), ElementsAre(true));
+    stream.Receive(WithTotalLength(Of(30, 1), 9000));
+    EXPECT_THAT(stream.Alone(), ElementsAre(true));
+    stream.Receive(WithTotalLength(Of(30, 1), 29)); // a byte is left over
+    EXPECT_THAT(stream.Alone(), ElementsAre(false));
+    stream.Receive(Of(30, 1) + Part(Of(30, 2), 0, 10));
+    EXPECT_THAT(stream.Alone(), ElementsAre(false));
+    stream.Receive(Part(Of(30, 2), 10, 30)); // begun behind another
+    EXPECT_THAT(stream.Alone(), ElementsAre(false));
 }
 
 } // namespace

@@ -25,9 +25,9 @@ tagMSG_DATA Answer(unsigned char sendId, unsigned char byte = 'a') {
 
 class Slot : public ::testing::Test {
 protected:
-    Verdict Offer(const tagMSG_DATA& message, std::size_t size = sizeof(tagMSG_DATA)) {
+    Verdict Offer(const tagMSG_DATA& message, std::size_t size = sizeof(tagMSG_DATA), bool mayBeHeld = true) {
         expected = -1;
-        return slot.Offer(message, size, expected);
+        return slot.Offer(message, size, mayBeHeld, expected);
     }
 
     bool ReplyIs(const tagMSG_DATA& message) const { return std::memcmp(&reply, &message, sizeof message) == 0; }
@@ -110,6 +110,16 @@ TEST_F(Slot, HoldsTheLastOfSeveral) {
     slot.Arm(&reply, 9);
     EXPECT_TRUE(slot.TakeHeld());
     EXPECT_TRUE(ReplyIs(Answer(0, 'b')));
+}
+
+TEST_F(Slot, HoldsNothingThatMayNotBeHeld) {
+    EXPECT_EQ(Offer(Answer(0), 100, false), Verdict::Refused);
+    EXPECT_EQ(expected, 0);
+    slot.Arm(&reply, 9);
+    EXPECT_FALSE(slot.TakeHeld());
+    slot.Disarm();
+    slot.Arm(&reply, 0);
+    EXPECT_EQ(Offer(Answer(0), 100, false), Verdict::Answered) << "for a request that waits it is an answer";
 }
 
 TEST_F(Slot, AnswersARequestWhoseSendIdIsZero) {
