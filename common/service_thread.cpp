@@ -1,28 +1,9 @@
 #include "common/service_thread.h"
 
 #include <cerrno>
-#include <csignal>
 #include <mutex>
 
-namespace {
-
-// A thread inherits the mask it is created under; signals stay with the application's own threads.
-class BlockSignals {
-public:
-    BlockSignals() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &previous_);
-    }
-    ~BlockSignals() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
-    BlockSignals(const BlockSignals&) = delete;
-    BlockSignals& operator=(const BlockSignals&) = delete;
-
-private:
-    sigset_t previous_{};
-};
-
-} // namespace
+#include "common/block_signals.h"
 
 bool ServiceThread::Start(Entry entry, void* argument) {
     const BlockSignals blocked;

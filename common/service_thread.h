@@ -1,4 +1,5 @@
-// One of the library's service threads: detached, all signals blocked, cancelled only while it waits.
+// One of the library's service threads: detached, all signals but the synchronous ones blocked, cancelled only while it
+// waits.
 //
 // The handle may be cancelled at any time, before the thread was started and after it ended included: the thread takes
 // its id back under the handle's lock before it ends, so no dead id is ever used. Starting a second thread on a handle

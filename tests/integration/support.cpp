@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <bit>
 #include <cctype>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -181,11 +182,13 @@ std::uint64_t blocked_signals(int thread) {
     return 0;
 }
 
-bool blocks_all_signals(int thread) {
+bool blocks_all_but_synchronous_signals(int thread) {
     constexpr auto bit = [](int signal) { return std::uint64_t{1} << (signal - 1); };
+    constexpr std::uint64_t synchronous =
+        bit(SIGSEGV) | bit(SIGBUS) | bit(SIGFPE) | bit(SIGILL) | bit(SIGTRAP) | bit(SIGSYS);
     // Nothing blocks these two, and the C library keeps two for itself.
-    constexpr std::uint64_t all = ~(bit(9) | bit(19) | bit(32) | bit(33));
-    return (blocked_signals(thread) & all) == all;
+    constexpr std::uint64_t beyond = bit(SIGKILL) | bit(SIGSTOP) | bit(32) | bit(33);
+    return (blocked_signals(thread) & ~beyond) == ~(synchronous | beyond);
 }
 
 std::multiset<std::string> open_files() {

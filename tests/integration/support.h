@@ -110,8 +110,9 @@ std::uint64_t blocked_signals(int thread);
 std::set<int> library_threads();
 std::size_t library_thread_count();
 
-// Whether a thread blocks every signal that can be blocked.
-bool blocks_all_signals(int thread);
+// Whether a thread blocks every signal that can be blocked but those that it raises by its own fault, and none of
+// these.
+bool blocks_all_but_synchronous_signals(int thread);
 
 // What this process' descriptors lead to, as the system names it.
 std::multiset<std::string> open_files();
