@@ -3,12 +3,14 @@
 add_library(qel_core OBJECT
     common/client_name.cpp
     common/debug_log.cpp
+    common/descriptor_limit.cpp
     common/log_library.cpp
     common/module_path.cpp
     common/sem.cpp
     common/service_thread.cpp
     common/th_lock.cpp
     tlv/ops_tlv.cpp
+    session/connection.cpp
     session/message_queue.cpp
     session/receiver.cpp
     session/reply_slot.cpp

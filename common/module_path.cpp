@@ -4,11 +4,14 @@
 #include <cstdio>
 #include <cstring>
 
+#include "common/descriptor_limit.h"
+
 std::int32_t GetModuleFilePathLinux(const char* moduleName, char* outDir, std::uint32_t outSize) {
     // Promised to stay open: one stream for each start-up of the library.
     std::FILE* maps = std::fopen("/proc/self/maps", "re");
     if (maps == nullptr)
         return -1;
+    keep_spare_descriptor(fileno(maps));
 
     char line[1024] = {};
     bool found = false;

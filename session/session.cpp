@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <mutex>
 
 #include "common/cancel.h"
@@ -232,8 +233,11 @@ void CSession::DeliverFromQueue() {
 
 bool CSession::CreateReadSock() {
     // The reader is told its connection here, so that a reader that is slow to start never reads a later one.
-    return readerThread_.Start(CTcpSocket::CreateReadSockThread,
-                               reinterpret_cast<void*>(static_cast<std::intptr_t>(g_sock.Descriptor())));
+    auto connection = std::make_unique<ConnectionPtr>(g_sock.Current());
+    if (readerThread_.Start(CTcpSocket::CreateReadSockThread, connection.get()))
+        return true;
+    static_cast<void>(connection.release()); // the reader's own
+    return false;
 }
 
 bool CSession::CreateProcessSocketDataThread(std::uint32_t) {

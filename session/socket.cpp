@@ -1,17 +1,18 @@
 #include "session/socket.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <mutex>
 #include <string>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include <utility>
 
 #include "common/cancel.h"
 #include "common/debug_log.h"
+#include "common/descriptor_limit.h"
 #include "session/event_seam.h"
 #include "session/receiver.h"
 #include "session/session.h"
@@ -22,22 +23,16 @@ namespace {
 constexpr char kPath[] = "/mnt/sock/sdk.socket";
 constexpr std::int32_t kDisconnected = 13;
 
-// A service that no longer reads fills the socket; a send then gives up where a request would.
-constexpr timeval kSendLimit{60, 0};
-
-int new_socket() {
-    int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (descriptor == 0) { // 0 means "no connection" here; an application may have closed its standard input
-        descriptor = fcntl(0, F_DUPFD_CLOEXEC, 3);
-        close(0);
-    }
-    setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &kSendLimit, sizeof kSendLimit);
-    return descriptor;
+void log_no_socket(int why) {
+    const DescriptorForARecord atTheLimit;
+    char room[64];
+    VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d socket failed: %s", "ConnectServer", __LINE__,
+                   strerror_r(why, room, sizeof room));
 }
 
 } // namespace
 
-CTcpSocket::~CTcpSocket() { close(descriptor_); }
+CTcpSocket::~CTcpSocket() { close(current_ != nullptr ? current_->Descriptor() : 0); }
 
 std::int32_t CTcpSocket::ConnectServer(std::int32_t type, const char*, std::uint32_t) {
     if (type != 0)
@@ -47,9 +42,12 @@ std::int32_t CTcpSocket::ConnectServer(std::int32_t type, const char*, std::uint
     server.sun_family = AF_UNIX;
     std::memcpy(server.sun_path, kPath, sizeof kPath);
 
-    const int descriptor = new_socket();
-    const bool connects = connect(descriptor, reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0;
-    Replace(descriptor, connects);
+    auto connection = std::make_shared<const Connection>();
+    if (connection->Descriptor() == -1)
+        log_no_socket(errno);
+    const bool connects =
+        connect(connection->Descriptor(), reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0;
+    Replace(std::move(connection), connects);
     if (!connects) {
         VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d connect failed!", VELA_HERE);
         return 1;
@@ -57,11 +55,17 @@ std::int32_t CTcpSocket::ConnectServer(std::int32_t type, const char*, std::uint
     return 0;
 }
 
-void CTcpSocket::Replace(int descriptor, bool connects) {
+// The one stored before is let go of behind the lock.
+void CTcpSocket::Replace(ConnectionPtr connection, bool connects) {
     const std::lock_guard guard(connectionLock_);
-    descriptor_ = descriptor; // the one stored before stays open, as promised
+    current_.swap(connection);
     if (connects)
         connected_ = 1;
+}
+
+ConnectionPtr CTcpSocket::Current() {
+    const std::lock_guard guard(connectionLock_);
+    return current_;
 }
 
 bool CTcpSocket::SendData(const char* data, std::int32_t len) {
@@ -69,8 +73,9 @@ bool CTcpSocket::SendData(const char* data, std::int32_t len) {
         VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d socket is disconnect", VELA_HERE);
         return false;
     }
+    const ConnectionPtr connection = Current();
     // MSG_NOSIGNAL: a service that has just gone is a failed send, not the end of the application.
-    if (send(descriptor_, data, static_cast<std::size_t>(len), MSG_NOSIGNAL) == -1) {
+    if (send(connection->Descriptor(), data, static_cast<std::size_t>(len), MSG_NOSIGNAL) == -1) {
         VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d socket send error", VELA_HERE);
         return false;
     }
@@ -78,19 +83,20 @@ bool CTcpSocket::SendData(const char* data, std::int32_t len) {
     return true;
 }
 
-void* CTcpSocket::CreateReadSockThread(void* descriptor) {
+void* CTcpSocket::CreateReadSockThread(void* connection) {
     const ServiceThread::Life life(g_session.Reader());
-    g_sock.ReadSockThread(static_cast<int>(reinterpret_cast<std::intptr_t>(descriptor)));
+    const std::unique_ptr<ConnectionPtr> own(static_cast<ConnectionPtr*>(connection));
+    g_sock.ReadSockThread(*own);
     return nullptr;
 }
 
-std::int32_t CTcpSocket::ReadSockThread(int descriptor) {
+std::int32_t CTcpSocket::ReadSockThread(const ConnectionPtr& connection) {
     Receiver receiver;
     for (;;) {
         ssize_t n = 0;
         {
             const CancelOn here;
-            n = recv(descriptor, receiver.Room(), receiver.RoomSize(), 0);
+            n = recv(connection->Descriptor(), receiver.Room(), receiver.RoomSize(), 0);
         }
         if (n == -1) {
             VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d recv data faild! recv return -1", VELA_HERE);
@@ -106,13 +112,13 @@ std::int32_t CTcpSocket::ReadSockThread(int descriptor) {
     }
 
     VELA_DEBUG_LOG(VELA_LOG_INFO, VELA_LOG_API, "%s %d disconnect from server!", VELA_HERE);
-    Disconnected(descriptor);
+    Disconnected(connection);
     return kDisconnected;
 }
 
-void CTcpSocket::Disconnected(int descriptor) {
+void CTcpSocket::Disconnected(const ConnectionPtr& connection) {
     const std::lock_guard guard(connectionLock_);
-    if (descriptor != descriptor_)
+    if (connection != current_)
         return; // replaced by a newer connection, whose session is not touched
     connected_ = 0;
     g_bSessionIsOpen = 0;

@@ -1,15 +1,16 @@
 // CTcpSocket: the one connection to the management service, a local stream socket at a fixed path, and the reader that
 // receives from it.
 //
-// A second connect replaces the connection without closing the older one. Each reader serves the connection that it was
-// started for, with a buffer of its own; only the end of the current connection clears the session's state. A private
-// leaf lock makes that end and a new connection two steps that cannot mix.
+// A second connect replaces the connection; the older one is closed only if the service has hung up on it. Each reader
+// serves the connection that it was started for, with a buffer of its own; only the end of the current connection
+// clears the session's state. A private leaf lock makes that end and a new connection two steps that cannot mix.
 #pragma once
 
 #include <cstdint>
 
 #include "common/relaxed.h"
 #include "common/th_lock.h"
+#include "session/connection.h"
 
 class CTcpSocket {
 public:
@@ -26,16 +27,17 @@ public:
     bool SendData(const char* data, std::int32_t len);
 
     // Receives until the service closes the connection, and then returns 13.
-    std::int32_t ReadSockThread(int descriptor);
-    static void* CreateReadSockThread(void* descriptor);
+    std::int32_t ReadSockThread(const ConnectionPtr& connection);
+    static void* CreateReadSockThread(void* connection); // a ConnectionPtr of its own, from new
 
-    // The connection that requests go out on.
-    int Descriptor() const { return descriptor_; }
+    // The connection that requests go out on; null before the first.
+    ConnectionPtr Current();
 
     // Sets a state flag that the end of the connection clears, unless that end has already come.
     void RaiseWhileConnected(Relaxed<std::uint8_t>& flag);
 
-    // Hex dumps of one message to the log, in decimal bytes; off unless the switch is 1.
+    // Hex dumps of one message, or of what one receive gave, to the log, in decimal bytes; off unless the switch is 1.
+    // At least 100 bytes can be read there.
     void PrintSendDataToLog(const char* data, std::int32_t len);
     void PrintRecvDataToLog(const char* data, std::int32_t len);
 
@@ -43,11 +45,11 @@ public:
     std::uint8_t recvDump = 0;
 
 private:
-    void Replace(int descriptor, bool connects);
-    void Disconnected(int descriptor);
+    void Replace(ConnectionPtr connection, bool connects);
+    void Disconnected(const ConnectionPtr& connection);
 
     CThLock connectionLock_;
-    Relaxed<std::int32_t> descriptor_;
+    ConnectionPtr current_;
     Relaxed<std::uint8_t> connected_;
 };
 

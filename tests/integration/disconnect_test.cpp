@@ -1,9 +1,13 @@
 // The service hangs up: idle, before a request, with its answer; what the library then refuses, and how it starts
 // afresh.
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 
+#include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include "support.h"
 
@@ -207,7 +211,7 @@ TEST_F(Disconnect, TheEndOfAnOlderConnectionTouchesNothingOfTheNewSession) {
     constexpr int failed_opens = 3;
     for (int n = 0; n < failed_opens; ++n) {
         EXPECT_EQ(request_kind("session.open").call(), VELA_ERROR);
-        expect_log({failure("vela_session_open_imp", "err description = ")});
+        expect_log({failure("vela_session_open_imp", "err description = (null)")});
     }
     answer_as_usual();
     ASSERT_EQ(request_kind("session.open").call(), VELA_OK);
@@ -256,6 +260,81 @@ TEST_F(Disconnect, TheEndOfAClosedSessionsConnectionTouchesNothingOfTheNextSessi
     for (int round = 0; round < 50; ++round)
         ASSERT_EQ(request_kind("cli.execute").call(), VELA_OK);
     expect_no_log();
+}
+
+// Descriptors -------------------------------------------------------------------------------------------------------
+
+// While it lives, the process has so many descriptors at most.
+class DescriptorLimit {
+public:
+    explicit DescriptorLimit(rlim_t most) {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit limit{most, before_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
+    DescriptorLimit(const DescriptorLimit&) = delete;
+    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+private:
+    rlimit before_{};
+};
+
+TEST_F(Disconnect, AConnectionThatWasHungUpIsClosedByTheNextOne) {
+    open_session();
+    const auto one = client_sockets();
+    ASSERT_EQ(one.size(), 1U);
+    hang_up();
+    EXPECT_EQ(fcntl(one[0], F_GETFD), FD_CLOEXEC) << "closed before there is another";
+    ASSERT_EQ(request_kind("session.open").call(), VELA_OK);
+    take_log();
+    // The reader's own hold on it ends with its thread.
+    EXPECT_TRUE(eventually([] { return client_sockets().size() == 1; }));
+}
+
+TEST_F(Disconnect, AConnectionThatTheServiceHoldsStaysOpen) {
+    open_session();
+    const auto older = client_sockets();
+    ASSERT_EQ(vela_session_close(0), VELA_OK);
+    open_session();
+    EXPECT_EQ(client_sockets().size(), 2U);
+    EXPECT_EQ(fcntl(older[0], F_GETFD), FD_CLOEXEC);
+}
+
+TEST_F(Disconnect, CyclesOfOpeningAndHangingUpTakeNoDescriptors) {
+    open_session();
+    const DescriptorLimit limit(256);
+    for (int cycle = 0; cycle < 600; ++cycle) {
+        service.hang_up();
+        ASSERT_TRUE(eventually([] { return library_thread_count() == 2; })) << cycle;
+        ASSERT_EQ(request_kind("session.open").call(), VELA_OK) << cycle;
+        if (cycle % 50 == 0)
+            take_log();
+    }
+    take_log();
+    EXPECT_LT(open_files().size(), 30U);
+}
+
+TEST_F(Disconnect, AProcessWithoutADescriptorIsToldSoInTheLog) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer's check of an object's type takes descriptors of its own";
+#endif
+    init();
+    const auto before = open_files();
+    std::vector<int> taken;
+    {
+        const DescriptorLimit limit(64);
+        for (int descriptor = 0; (descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC)) != -1;)
+            taken.push_back(descriptor);
+        ASSERT_EQ(errno, EMFILE);
+        EXPECT_EQ(request_kind("session.open").call(), VELA_ERROR);
+        EXPECT_EQ(open("/dev/null", O_RDONLY | O_CLOEXEC), -1) << "one of the process's own was closed";
+    }
+    for (const int descriptor : taken)
+        EXPECT_EQ(close(descriptor), 0);
+    expect_log({failure("ConnectServer", "socket failed: Too many open files")});
+    EXPECT_EQ(open_files(), before);
+    open_session();
 }
 
 } // namespace

@@ -11,6 +11,7 @@
 #include <set>
 #include <sys/socket.h>
 #include <thread>
+#include <unistd.h>
 
 #include "support/dispatcher.h"
 
@@ -64,25 +65,26 @@ TEST_F(Socket, CannotConnectWithoutADescriptor) {
     CTcpSocket socket;
     const Fail create(Call::Socket, EMFILE);
     EXPECT_EQ(socket.ConnectServer(0, nullptr, 0), 1);
-    EXPECT_THAT(TakeRecords(), ElementsAre(Says(kError, "ConnectServer", "connect failed!")));
+    EXPECT_THAT(TakeRecords(), ElementsAre(Says(kError, "ConnectServer", "socket failed: Too many open files"),
+                                           Says(kError, "ConnectServer", "connect failed!")));
 }
 
 TEST_F(Socket, StaysConnectedButStoresTheNewDescriptorWhenASecondConnectFails) {
     Peer peer;
     CTcpSocket socket;
     ASSERT_EQ(socket.ConnectServer(0, nullptr, 0), 0);
-    const int first = socket.Descriptor();
+    const int first = socket.Current()->Descriptor();
     {
         const Fail connect(Call::Connect, ECONNREFUSED);
         EXPECT_EQ(socket.ConnectServer(0, nullptr, 0), 1);
     }
     TakeRecords();
-    EXPECT_NE(socket.Descriptor(), first);
+    EXPECT_NE(socket.Current()->Descriptor(), first);
     // Still marked connected: the send is tried, on the new descriptor, and fails there.
     EXPECT_FALSE(Send(socket, Hex("01")));
     EXPECT_THAT(TakeRecords(), ElementsAre(Says(kError, "SendData", "socket send error")));
     ASSERT_THAT(Sends(), SizeIs(1));
-    EXPECT_EQ(Sends()[0].descriptor, socket.Descriptor());
+    EXPECT_EQ(Sends()[0].descriptor, socket.Current()->Descriptor());
     EXPECT_THAT(Closes(), IsEmpty());
     real::Close(first);
 }
@@ -160,15 +162,69 @@ TEST_F(Socket, LeavesTheOlderConnectionOpenWhenItConnectsAgain) {
     Peer peer;
     CTcpSocket socket;
     ASSERT_EQ(socket.ConnectServer(0, nullptr, 0), 0);
-    const int first = socket.Descriptor();
+    const int first = socket.Current()->Descriptor();
     ASSERT_EQ(socket.ConnectServer(0, nullptr, 0), 0);
     ASSERT_TRUE(peer.SawConnections(2));
     EXPECT_THAT(Closes(), IsEmpty());
     EXPECT_FALSE(peer.IsClosedByLibrary(0));
     EXPECT_TRUE(Send(socket, Message(1, 1, 0, {})));
     EXPECT_TRUE(peer.SawRequests(1));
-    EXPECT_EQ(Sends()[0].descriptor, socket.Descriptor());
-    EXPECT_NE(first, socket.Descriptor());
+    EXPECT_EQ(Sends()[0].descriptor, socket.Current()->Descriptor());
+    EXPECT_NE(first, socket.Current()->Descriptor());
+    real::Close(first);
+}
+
+TEST_F(Socket, ClosesTheOlderConnectionWhenTheServiceHasHungUpOnIt) {
+    Peer peer;
+    CTcpSocket socket;
+    ASSERT_EQ(socket.ConnectServer(0, nullptr, 0), 0);
+    ASSERT_TRUE(peer.SawConnections(1));
+    const int first = socket.Current()->Descriptor();
+    peer.HangUp();
+    EXPECT_THAT(Closes(), IsEmpty()) << "before there is another";
+    ASSERT_EQ(socket.ConnectServer(0, nullptr, 0), 0);
+    EXPECT_THAT(Closes(), ElementsAre(first));
+}
+
+TEST_F(Socket, ClosesASocketThatNeverConnectedWhenItConnectsAgain) {
+    CTcpSocket socket;
+    EXPECT_EQ(socket.ConnectServer(0, nullptr, 0), 1);
+    const int first = socket.Current()->Descriptor();
+    EXPECT_THAT(Closes(), IsEmpty());
+    Peer peer;
+    ASSERT_EQ(socket.ConnectServer(0, nullptr, 0), 0);
+    EXPECT_THAT(Closes(), ElementsAre(first));
+}
+
+TEST_F(Socket, ClosesNothingWhileAReaderMayStillUseIt) {
+    Peer peer;
+    CTcpSocket socket;
+    ASSERT_EQ(socket.ConnectServer(0, nullptr, 0), 0);
+    ASSERT_TRUE(peer.SawConnections(1));
+    ConnectionPtr reading = socket.Current();
+    const int first = reading->Descriptor();
+    peer.HangUp();
+    ASSERT_EQ(socket.ConnectServer(0, nullptr, 0), 0);
+    EXPECT_THAT(Closes(), IsEmpty());
+    reading = nullptr;
+    EXPECT_THAT(Closes(), ElementsAre(first));
+}
+
+TEST_F(Socket, ClosesNoDescriptorThatHasBecomeSomethingElse) {
+    Peer peer;
+    CTcpSocket socket;
+    ASSERT_EQ(socket.ConnectServer(0, nullptr, 0), 0);
+    ASSERT_TRUE(peer.SawConnections(1));
+    const int first = socket.Current()->Descriptor();
+    peer.HangUp();
+    // The application closes all descriptors, and the number becomes a pipe whose other end has gone.
+    int ends[2] = {};
+    ASSERT_EQ(pipe(ends), 0);
+    real::Close(ends[1]);
+    ASSERT_EQ(dup2(ends[0], first), first);
+    real::Close(ends[0]);
+    ASSERT_EQ(socket.ConnectServer(0, nullptr, 0), 0);
+    EXPECT_THAT(Closes(), IsEmpty());
     real::Close(first);
 }
 
@@ -178,7 +234,7 @@ TEST_F(Socket, ClosesItsDescriptorWhenItIsDestroyed) {
     {
         CTcpSocket socket;
         ASSERT_EQ(socket.ConnectServer(0, nullptr, 0), 0);
-        descriptor = socket.Descriptor();
+        descriptor = socket.Current()->Descriptor();
         ASSERT_TRUE(peer.SawConnections(1));
     }
     EXPECT_THAT(Closes(), ElementsAre(descriptor));
@@ -244,12 +300,22 @@ INSTANTIATE_TEST_SUITE_P(Messages, ReaderSorts,
                                            SortRow{12, 0, false}, SortRow{2, 3, false}, SortRow{2, 1, false},
                                            SortRow{11, 3, false}, SortRow{0, 3, false}));
 
+// Behind it in the buffer stands what an earlier message left there, the kind of an event.
+TEST_F(Reader, FindsNoKindInAMessageBehindAnotherThatIsOnlyAHeader) {
+    peer.Send(Operation(12, 77, 0, 1, Bytes(40, 3)));
+    ASSERT_TRUE(SaidEventually(Dropped(77)));
+    peer.Send(Message(2, 40, 0, {}) + Message(12, 50, 0, {}));
+    ASSERT_TRUE(SaidEventually(Dropped(50)));
+    EXPECT_EQ(CountOf(Dropped(40)), 1U);
+    EXPECT_EQ(CountOf(Says(kError, "EventNotify", "file_name == NULL")), 0U);
+}
+
 TEST_F(Reader, AsksForTheWholeBufferWithoutFlags) {
     ASSERT_TRUE(Settled());
     for (const RecvCall& call : Recvs()) {
         EXPECT_EQ(call.size, 8012U);
         EXPECT_EQ(call.flags, 0);
-        EXPECT_EQ(call.descriptor, g_sock.Descriptor());
+        EXPECT_EQ(call.descriptor, g_sock.Current()->Descriptor());
     }
 }
 
@@ -276,6 +342,7 @@ TEST_F(Reader, ClearsTheSessionWhenTheServiceHangsUp) {
         for (EventHandle& handle : g_evtMgr)
             std::memset(&handle, 1, sizeof handle);
     }
+    ForgetCalls();
     peer.HangUp();
     ASSERT_TRUE(SawTheHangUp());
     EXPECT_THAT(TakeRecords(), ElementsAre(Says(kInfo, "ReadSockThread", "disconnect from server!")));
@@ -295,7 +362,7 @@ TEST_F(Reader, ReturnsThirteenWhenTheServiceHangsUp) {
     ASSERT_EQ(other.ConnectServer(0, nullptr, 0), 0);
     ASSERT_TRUE(peer.SawConnections(2));
     std::int32_t result = 0;
-    std::thread reader([&] { result = other.ReadSockThread(other.Descriptor()); });
+    std::thread reader([&] { result = other.ReadSockThread(other.Current()); });
     peer.HangUp(1);
     reader.join();
     EXPECT_EQ(result, 13);
@@ -308,7 +375,7 @@ TEST_F(Reader, OfAnOlderConnectionLeavesTheNewerOneAlone) {
     ASSERT_EQ(g_sock.ConnectServer(0, nullptr, 0), 0);
     ASSERT_TRUE(peer.SawConnections(2));
     ASSERT_FALSE(g_session.CreateReadSock());
-    const int newer = g_sock.Descriptor();
+    const int newer = g_sock.Current()->Descriptor();
     g_sock.RaiseWhileConnected(g_bSessionIsOpen);
     g_sock.RaiseWhileConnected(g_bCliIsOpen);
     ASSERT_EQ(g_bSessionIsOpen, 1);
