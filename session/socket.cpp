@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <mutex>
-#include <string>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -92,6 +92,7 @@ void* CTcpSocket::CreateReadSockThread(void* connection) {
 
 std::int32_t CTcpSocket::ReadSockThread(const ConnectionPtr& connection) {
     Receiver receiver;
+    char received[g_data_size] = {}; // for the dump: the receiver moves what it holds
     for (;;) {
         ssize_t n = 0;
         {
@@ -104,11 +105,17 @@ std::int32_t CTcpSocket::ReadSockThread(const ConnectionPtr& connection) {
         }
         if (n == 0)
             break;
-        CSession::Delivery delivery(g_session);
-        receiver.Take(static_cast<std::size_t>(n), [&](const unsigned char* message, std::size_t size, bool alone) {
-            delivery.Push(message, size, alone);
-            PrintRecvDataToLog(reinterpret_cast<const char*>(message), static_cast<std::int32_t>(size));
-        });
+        const bool dumps = recvDump == 1;
+        if (dumps)
+            std::memcpy(received, receiver.Room(), receiver.RoomSize());
+        {
+            CSession::Delivery delivery(g_session);
+            receiver.Take(static_cast<std::size_t>(n), [&](const unsigned char* message, std::size_t size, bool alone) {
+                delivery.Push(message, size, alone);
+            });
+        }
+        if (dumps)
+            PrintRecvDataToLog(received, static_cast<std::int32_t>(n));
     }
 
     VELA_DEBUG_LOG(VELA_LOG_INFO, VELA_LOG_API, "%s %d disconnect from server!", VELA_HERE);
@@ -142,10 +149,13 @@ constexpr std::int32_t kDumpedOnError = 100;
 bool can_dump(std::int32_t len) { return len >= g_head_size && len <= g_data_size; }
 
 void dump_row(const unsigned char* bytes, std::int32_t count) {
-    std::string row = FormatedMsg("%-3d", bytes[0]);
-    for (std::int32_t i = 1; i < count; ++i)
-        row += FormatedMsg(i == kRow / 2 ? "  %-3d" : " %-3d", bytes[i]);
-    VELA_DEBUG_LOG(VELA_LOG_INFO, VELA_LOG_API, "%s", row.c_str());
+    char row[64] = "";
+    int length = 0;
+    for (std::int32_t i = 0; i < count; ++i) {
+        const char* gap = i == 0 ? "" : i == kRow / 2 ? "  " : " ";
+        length += std::snprintf(row + length, sizeof row - static_cast<std::size_t>(length), "%s%-3d", gap, bytes[i]);
+    }
+    VELA_DEBUG_LOG(VELA_LOG_INFO, VELA_LOG_API, "%s", row);
 }
 
 void dump(const char* data, std::int32_t len) {

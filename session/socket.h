@@ -41,8 +41,8 @@ public:
     void PrintSendDataToLog(const char* data, std::int32_t len);
     void PrintRecvDataToLog(const char* data, std::int32_t len);
 
-    std::uint8_t sendDump = 0;
-    std::uint8_t recvDump = 0;
+    Relaxed<std::uint8_t> sendDump;
+    Relaxed<std::uint8_t> recvDump;
 
 private:
     void Replace(ConnectionPtr connection, bool connects);

@@ -68,7 +68,12 @@ __attribute__((format(printf, 1, 0))) std::string Format(const char* format, va_
     return text;
 }
 
+std::function<void()> beforeOthers;
+const void* whoAsked = nullptr;
+
 __attribute__((format(printf, 2, 0))) void Emit(int level, const char* format, va_list arguments) {
+    if (beforeOthers && whoAsked != &thisThread)
+        beforeOthers();
     const Aside aside;
     Journal& to = journal();
     if (to.opener != &thisThread || to.emitted)
@@ -184,6 +189,11 @@ std::vector<std::string> LinesOf(const std::vector<Record>& records) {
     std::vector<std::string> lines;
     std::transform(records.begin(), records.end(), std::back_inserter(lines), LineOf);
     return lines;
+}
+
+void BeforeOthersRecords(std::function<void()> action) {
+    whoAsked = &thisThread;
+    beforeOthers = std::move(action);
 }
 
 bool SaidEventually(const ::testing::Matcher<const Record&>& wanted) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <gmock/gmock.h>
 #include <ostream>
 #include <string>
@@ -23,6 +24,9 @@ std::ostream& operator<<(std::ostream& out, const Record& record);
 // All records so far, and how to forget them.
 std::vector<Record> Records();
 std::vector<Record> TakeRecords();
+
+// What other threads than this one do before each record from now on; null: nothing. Set while none writes one.
+void BeforeOthersRecords(std::function<void()> action);
 
 // Steps that broke the order open, emit, close of one thread.
 int BrokenSteps();

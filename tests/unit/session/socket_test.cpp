@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <future>
 #include <gmock/gmock.h>
 #include <memory>
 #include <mutex>
@@ -17,9 +18,11 @@
 
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::Field;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::SizeIs;
 using namespace test;
 
@@ -181,19 +184,19 @@ TEST_F(Socket, ClosesTheOlderConnectionWhenTheServiceHasHungUpOnIt) {
     ASSERT_TRUE(peer.SawConnections(1));
     const int first = socket.Current()->Descriptor();
     peer.HangUp();
-    EXPECT_THAT(Closes(), IsEmpty()) << "before there is another";
+    EXPECT_THAT(Closes(), Not(Contains(first))) << "before there is another";
     ASSERT_EQ(socket.ConnectServer(0, nullptr, 0), 0);
-    EXPECT_THAT(Closes(), ElementsAre(first));
+    EXPECT_THAT(Closes(), Contains(first));
 }
 
 TEST_F(Socket, ClosesASocketThatNeverConnectedWhenItConnectsAgain) {
     CTcpSocket socket;
     EXPECT_EQ(socket.ConnectServer(0, nullptr, 0), 1);
     const int first = socket.Current()->Descriptor();
-    EXPECT_THAT(Closes(), IsEmpty());
+    EXPECT_THAT(Closes(), Not(Contains(first)));
     Peer peer;
     ASSERT_EQ(socket.ConnectServer(0, nullptr, 0), 0);
-    EXPECT_THAT(Closes(), ElementsAre(first));
+    EXPECT_THAT(Closes(), Contains(first));
 }
 
 TEST_F(Socket, ClosesNothingWhileAReaderMayStillUseIt) {
@@ -205,9 +208,9 @@ TEST_F(Socket, ClosesNothingWhileAReaderMayStillUseIt) {
     const int first = reading->Descriptor();
     peer.HangUp();
     ASSERT_EQ(socket.ConnectServer(0, nullptr, 0), 0);
-    EXPECT_THAT(Closes(), IsEmpty());
+    EXPECT_THAT(Closes(), Not(Contains(first)));
     reading = nullptr;
-    EXPECT_THAT(Closes(), ElementsAre(first));
+    EXPECT_THAT(Closes(), Contains(first));
 }
 
 TEST_F(Socket, ClosesNoDescriptorThatHasBecomeSomethingElse) {
@@ -224,7 +227,7 @@ TEST_F(Socket, ClosesNoDescriptorThatHasBecomeSomethingElse) {
     ASSERT_EQ(dup2(ends[0], first), first);
     real::Close(ends[0]);
     ASSERT_EQ(socket.ConnectServer(0, nullptr, 0), 0);
-    EXPECT_THAT(Closes(), IsEmpty());
+    EXPECT_THAT(Closes(), Not(Contains(first)));
     real::Close(first);
 }
 
@@ -438,7 +441,8 @@ struct Dump {
     const char* function;
     const char* word;
     void (CTcpSocket::*print)(const char*, std::int32_t);
-    std::uint8_t CTcpSocket::*toggle;
+    Relaxed<std::uint8_t> CTcpSocket::*toggle;
+    Relaxed<std::uint8_t> CTcpSocket::*other;
 };
 void PrintTo(const Dump& dump, std::ostream* out) { *out << dump.word; }
 
@@ -526,14 +530,16 @@ TEST_P(Dumps, AreOffUnlessTheirSwitchIsOne) {
 }
 
 TEST_P(Dumps, HaveSwitchesOfTheirOwn) {
-    std::swap(socket.sendDump, socket.recvDump);
+    socket.*GetParam().toggle = 0;
+    socket.*GetParam().other = 1;
     EXPECT_THAT(Print(13), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Both, Dumps,
-    ::testing::Values(Dump{"PrintSendDataToLog", "send", &CTcpSocket::PrintSendDataToLog, &CTcpSocket::sendDump},
-                      Dump{"PrintRecvDataToLog", "recv", &CTcpSocket::PrintRecvDataToLog, &CTcpSocket::recvDump}));
+INSTANTIATE_TEST_SUITE_P(Both, Dumps,
+                         ::testing::Values(Dump{"PrintSendDataToLog", "send", &CTcpSocket::PrintSendDataToLog,
+                                                &CTcpSocket::sendDump, &CTcpSocket::recvDump},
+                                           Dump{"PrintRecvDataToLog", "recv", &CTcpSocket::PrintRecvDataToLog,
+                                                &CTcpSocket::recvDump, &CTcpSocket::sendDump}));
 
 TEST_F(Reader, DumpsWhatItSendsWhenToldTo) {
     EXPECT_EQ(g_sock.sendDump, 0);
@@ -551,6 +557,71 @@ TEST_F(Reader, DumpsWhatItSendsWhenToldTo) {
     }
     EXPECT_THAT(TakeRecords(), SizeIs(2)) << "dumped what was not sent";
     g_sock.sendDump = 0;
+}
+
+class RecvDump : public Reader {
+protected:
+    void SetUp() override {
+        Reader::SetUp();
+        ASSERT_TRUE(Settled());
+        TakeRecords();
+        g_sock.recvDump = 1;
+    }
+    void TearDown() override {
+        g_sock.recvDump = 0;
+        Reader::TearDown();
+    }
+};
+
+TEST_F(RecvDump, ShowsTheBytesOfOneReceiveTogetherBehindWhatTheyLedTo) {
+    peer.Send(Message(2, 9, 5, Hex("aa")) + Message(2, 10, 5, {}));
+    ASSERT_TRUE(Eventually([] { return CountOf(SaysOnly(kInfo, "5  ")) == 1; }));
+    EXPECT_EQ(CountOf(Says(kInfo, "PrintRecvDataToLog", "recv len = 17")), 1U);
+    EXPECT_EQ(CountOf(SaysOnly(kInfo, "1   2   9   0    0   9   0   5  ")), 1U);
+    EXPECT_EQ(CountOf(SaysOnly(kInfo, "170 1   2   10   0   0   8   0  ")), 1U);
+}
+
+TEST_F(RecvDump, ShowsTheBytesReceivedWhereAMessageIsHeld) {
+    const Bytes cut = Message(2, 10, 5, Bytes(30, 7));
+    peer.Send(Message(2, 9, 5, {}) + Bytes(cut.begin(), cut.begin() + 8));
+    ASSERT_TRUE(Eventually([] { return CountOf(SaysOnly(kInfo, "1   2   10  0    0   38  0   5  ")) == 1; }));
+    EXPECT_EQ(CountOf(SaysOnly(kInfo, "1   2   9   0    0   8   0   5  ")), 1U);
+    TakeRecords();
+    peer.Send(Bytes(cut.begin() + 8, cut.end()));
+    ASSERT_TRUE(Eventually([] { return CountOf(SaysOnly(kInfo, "7   7   7   7    7   7  ")) == 1; }));
+    EXPECT_EQ(CountOf(SaysOnly(kInfo, "7   7   7   7    7   7   7   7  ")), 3U);
+    EXPECT_EQ(CountOf(Says(kInfo, "PrintRecvDataToLog", "recv len = 30")), 1U);
+}
+
+TEST_F(RecvDump, SaysThatAReceiveWasTooShortAndShowsAHundredBytes) {
+    peer.Send(Hex("01 02 09"));
+    ASSERT_TRUE(Eventually([] { return CountOf(Says(kInfo, "PrintRecvDataToLog", "recv len = 100")) == 1; }));
+    EXPECT_EQ(CountOf(Says(kError, "PrintRecvDataToLog", "socket recv len error, len = 3")), 1U);
+    ASSERT_TRUE(Settled()) << "the reader goes on";
+}
+
+// The reader is dumping, held up in the log, while the reply that it has queued answers the request.
+TEST_F(RecvDump, HoldsNoQueueMeanwhile) {
+    std::promise<void> answered;
+    BeforeOthersRecords([written = answered.get_future().share()] { written.wait(); });
+    peer.Script({ScriptReply(Int(0, 16))});
+    EXPECT_EQ(Ask(5).result, 0U);
+    EXPECT_THAT(Records(), IsEmpty()) << "nothing was held up";
+    answered.set_value();
+    ASSERT_TRUE(Eventually([] { return CountOf(SaysOnly(kInfo, "4   0   0   0    16  0   0   0  ")) == 1; }));
+    g_sock.recvDump = 0;
+    ASSERT_TRUE(Settled());
+    BeforeOthersRecords(nullptr);
+}
+
+TEST_F(RecvDump, EndsNoThreadWithoutMemory) {
+    {
+        const Fail memory(Call::Allocate, ENOMEM, 1, Fail::kForEver, Threads::Others);
+        peer.Send(Message(2, 9, 5, Hex("aa")));
+        ASSERT_TRUE(Eventually([] { return CountOf(SaysOnly(kError, "DebugOut malloc fail")) >= 3; }));
+    }
+    g_sock.recvDump = 0;
+    EXPECT_TRUE(Settled());
 }
 
 TEST_F(Reader, DumpsWhatItReceivesWhenToldTo) {
