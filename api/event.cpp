@@ -32,12 +32,18 @@ std::int32_t vela_event_new_imp(std::uint32_t* evt_hdl) {
         return VELA_ERROR;
     }
     std::uint32_t taken = 0;
-    if (get_new_event_handler(&taken) != 0) {
+    Taking taking{};
+    if (get_new_event_handler(&taken, &taking) != 0) {
         VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d get event handle failded", VELA_HERE);
         return VELA_ERROR;
     }
     if (vela_ops_fileop(kBegin) != VELA_OK) {
-        give_back_event_handle(taken);
+        give_back_event_handle(taking);
+        return VELA_ERROR;
+    }
+    if (!is_still_taken(taking)) {
+        // The service hung up behind its answer and took the handle.
+        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d get event handle failded", VELA_HERE);
         return VELA_ERROR;
     }
     *evt_hdl = taken;
@@ -89,7 +95,8 @@ std::int32_t vela_event_add_imp(std::uint32_t evt_hdl, std::int32_t kind, const 
         VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d invalid param para = NULL", VELA_HERE);
         return VELA_ERROR_NULL;
     }
-    if (!is_handler_valid(evt_hdl)) {
+    Taking taking{};
+    if (!is_handler_valid(evt_hdl, &taking)) {
         VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d invalid param evt_hdl = %u", VELA_HERE, evt_hdl);
         return VELA_ERROR;
     }
@@ -121,15 +128,19 @@ std::int32_t vela_event_add_imp(std::uint32_t evt_hdl, std::int32_t kind, const 
         VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d %s", VELA_HERE, tag);
         return static_cast<std::int32_t>(code);
     }
-    g_evt.SaveEventTag(tag, static_cast<tagVELA_EVENT>(kind));
-    link_tag(evt_hdl, tag);
+    if (!g_evt.AddTag(taking, tag, static_cast<tagVELA_EVENT>(kind))) {
+        // The service hung up behind its answer and took the handle, and the subscription with it.
+        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d invalid param evt_hdl = %u", VELA_HERE, evt_hdl);
+        return VELA_ERROR;
+    }
     return VELA_OK;
 }
 
 // Registering and freeing
 
 std::int32_t vela_event_reg_imp(std::uint32_t evt_hdl, fEventCallBack callback) {
-    if (!is_handler_valid(evt_hdl)) {
+    Taking taking{};
+    if (!is_handler_valid(evt_hdl, &taking)) {
         VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d invalid param evt_hdl = %u", VELA_HERE, evt_hdl);
         return VELA_ERROR;
     }
@@ -145,20 +156,20 @@ std::int32_t vela_event_reg_imp(std::uint32_t evt_hdl, fEventCallBack callback) 
         VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d get file name error", VELA_HERE);
         return VELA_ERROR;
     }
-    set_registration_name(evt_hdl, name);
-    if (const std::int32_t code = g_evt.RegEvent(name, callback); code != VELA_OK)
-        return code;
-    if (!is_handler_valid(evt_hdl)) {
-        // The service hung up in between and took the handle: the callback that came after it must not stay behind.
-        g_evt.Forget(name);
+    const std::int32_t registered = g_evt.Register(taking, name, callback);
+    if (registered == CEventMgr::kGone) {
+        // The service hung up in between and took the handle: no callback may stay behind.
         VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d invalid param evt_hdl = %u", VELA_HERE, evt_hdl);
         return VELA_ERROR;
     }
+    if (registered != VELA_OK)
+        return registered;
     return static_cast<std::int32_t>(vela_event_reg_finish());
 }
 
 std::int32_t vela_event_free_imp(std::uint32_t evt_hdl) {
-    if (!is_handler_valid(evt_hdl)) {
+    Taking taking{};
+    if (!is_handler_valid(evt_hdl, &taking)) {
         VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d invalid param evt_hdl = %u", VELA_HERE, evt_hdl);
         return VELA_ERROR;
     }
@@ -166,10 +177,7 @@ std::int32_t vela_event_free_imp(std::uint32_t evt_hdl) {
         VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d called error", VELA_HERE);
         return VELA_ERROR;
     }
-    if (const std::int32_t code = g_evt.UnRegEvent(registration_name_of(evt_hdl).c_str()); code != VELA_OK)
-        return code;
-    free_event_handle(evt_hdl);
-    return VELA_OK;
+    return g_evt.Withdraw(taking);
 }
 
 // What the service is told

@@ -8,7 +8,11 @@
 
 EventHandle g_evtMgr[kEventHandles];
 
-std::int32_t get_new_event_handler(std::uint32_t* evt_hdl) {
+namespace {
+std::uint32_t takings[kEventHandles]; // how often each was taken
+} // namespace
+
+std::int32_t get_new_event_handler(std::uint32_t* evt_hdl, Taking* taking) {
     if (evt_hdl == nullptr)
         return 1;
     const std::lock_guard guard(g_evtLock);
@@ -16,28 +20,41 @@ std::int32_t get_new_event_handler(std::uint32_t* evt_hdl) {
         if (g_evtMgr[handle].inUse == 1)
             continue;
         g_evtMgr[handle].inUse = 1;
+        ++takings[handle];
         *evt_hdl = handle;
+        if (taking != nullptr)
+            *taking = Taking{handle, takings[handle]};
         return 0;
     }
     return 1;
 }
 
-bool is_handler_valid(std::uint32_t evt_hdl) {
+bool is_handler_valid(std::uint32_t evt_hdl, Taking* taking) {
     // The bound is one past the last record; that one is never taken.
     if (evt_hdl > kEventHandles)
         return false;
     const std::lock_guard guard(g_evtLock);
-    return evt_hdl < kEventHandles && g_evtMgr[evt_hdl].inUse != 0;
+    if (evt_hdl >= kEventHandles || g_evtMgr[evt_hdl].inUse == 0)
+        return false;
+    if (taking != nullptr)
+        *taking = Taking{evt_hdl, takings[evt_hdl]};
+    return true;
 }
 
-void give_back_event_handle(std::uint32_t evt_hdl) {
+bool is_still_taken(const Taking& taking) {
     const std::lock_guard guard(g_evtLock);
-    g_evtMgr[evt_hdl].inUse = 0;
+    return record_of(taking) != nullptr;
 }
 
-void free_event_handle(std::uint32_t evt_hdl) {
+EventHandle* record_of(const Taking& taking) {
+    EventHandle& record = g_evtMgr[taking.handle];
+    return record.inUse != 0 && takings[taking.handle] == taking.number ? &record : nullptr;
+}
+
+void give_back_event_handle(const Taking& taking) {
     const std::lock_guard guard(g_evtLock);
-    g_evtMgr[evt_hdl] = EventHandle{};
+    if (EventHandle* record = record_of(taking); record != nullptr)
+        record->inUse = 0;
 }
 
 void clear_event_handles() {
@@ -56,8 +73,9 @@ namespace {
 constexpr std::size_t kLongestLinked = 256;
 constexpr std::size_t kExpressionSize = sizeof EventHandle::expression;
 
-// What is wrong, or null when the tag was added.
-const char* link(char* dst, const char* src) {
+} // namespace
+
+const char* try_link_correlate_str(char* dst, const char* src) {
     if (dst == nullptr)
         return "Invalid param dst == NULL";
     if (src == nullptr)
@@ -69,35 +87,14 @@ const char* link(char* dst, const char* src) {
     return nullptr;
 }
 
-void log_complaint(const char* complaint) {
+void log_not_linked(const char* complaint) {
     if (complaint != nullptr)
         VELA_DEBUG_LOG(VELA_LOG_INFO, VELA_LOG_API, "%s %d %s", "link_correlate_str", __LINE__, complaint);
 }
 
-} // namespace
-
-void link_correlate_str(char* dst, const char* src) { log_complaint(link(dst, src)); }
-
-void link_tag(std::uint32_t evt_hdl, const char* tag) {
-    const char* complaint = nullptr;
-    {
-        const std::lock_guard guard(g_evtLock);
-        complaint = link(g_evtMgr[evt_hdl].expression, tag);
-    }
-    log_complaint(complaint);
-}
+void link_correlate_str(char* dst, const char* src) { log_not_linked(try_link_correlate_str(dst, src)); }
 
 std::string expression_of(std::uint32_t evt_hdl) {
     const std::lock_guard guard(g_evtLock);
     return g_evtMgr[evt_hdl].expression;
-}
-
-std::string registration_name_of(std::uint32_t evt_hdl) {
-    const std::lock_guard guard(g_evtLock);
-    return g_evtMgr[evt_hdl].name;
-}
-
-void set_registration_name(std::uint32_t evt_hdl, const char* name) {
-    const std::lock_guard guard(g_evtLock);
-    std::snprintf(g_evtMgr[evt_hdl].name, sizeof EventHandle::name, "%s", name);
 }

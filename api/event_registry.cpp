@@ -1,6 +1,6 @@
 #include "api/event_registry.h"
 
-#include <cstring>
+#include <cstdio>
 #include <mutex>
 #include <new>
 
@@ -9,41 +9,90 @@
 #include "session/event_seam.h"
 #include "tlv/ops_tlv.h"
 
-std::int32_t CEventMgr::RegEvent(const char* name, fEventCallBack callback) {
+namespace {
+
+std::int32_t check_registration(const char* name, fEventCallBack callback) {
     if (callback == nullptr) {
-        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d cb == NULL", VELA_HERE);
+        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d cb == NULL", "RegEvent", __LINE__);
         return 4;
     }
     if (name[0] == '\0') {
         VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "RegEvent s_filename == NULL");
         return 1;
     }
-    if (!Add(name, callback)) {
-        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d %s has been register", VELA_HERE, name);
-        return 1;
-    }
     return 0;
+}
+
+std::int32_t registered(bool added, const char* name) {
+    if (!added)
+        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d %s has been register", "RegEvent", __LINE__, name);
+    return added ? 0 : 1;
+}
+
+std::int32_t withdrawn(bool removed, const char* name) {
+    if (name[0] == '\0')
+        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "UnRegEvent s_filename == NULL");
+    else if (!removed)
+        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d %s not exsit", "UnRegEvent", __LINE__, name);
+    return removed ? 0 : 1;
+}
+
+} // namespace
+
+std::int32_t CEventMgr::RegEvent(const char* name, fEventCallBack callback) {
+    if (const std::int32_t code = check_registration(name, callback); code != 0)
+        return code;
+    bool added = false;
+    {
+        const std::lock_guard guard(g_evtLock);
+        added = Add(name, callback);
+    }
+    return registered(added, name);
+}
+
+std::int32_t CEventMgr::Register(const Taking& taking, const char* name, fEventCallBack callback) {
+    if (const std::int32_t code = check_registration(name, callback); code != 0)
+        return code;
+    bool added = false;
+    {
+        const std::lock_guard guard(g_evtLock);
+        EventHandle* record = record_of(taking);
+        if (record == nullptr)
+            return kGone;
+        std::snprintf(record->name, sizeof record->name, "%s", name);
+        added = Add(name, callback);
+    }
+    return registered(added, name);
 }
 
 std::int32_t CEventMgr::UnRegEvent(const char* name) {
-    if (name[0] == '\0') {
-        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "UnRegEvent s_filename == NULL");
-        return 1;
+    bool removed = false;
+    {
+        const std::lock_guard guard(g_evtLock);
+        removed = Remove(name);
     }
-    if (!Remove(name)) {
-        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d %s not exsit", VELA_HERE, name);
-        return 1;
-    }
-    return 0;
+    return withdrawn(removed, name);
 }
 
-bool CEventMgr::Add(const char* name, fEventCallBack callback) {
-    const std::lock_guard guard(g_evtLock);
-    return callbacks_.emplace(name, callback).second;
+std::int32_t CEventMgr::Withdraw(const Taking& taking) {
+    char name[sizeof EventHandle::name] = "";
+    bool removed = false;
+    {
+        const std::lock_guard guard(g_evtLock);
+        EventHandle* record = record_of(taking);
+        if (record != nullptr) {
+            std::snprintf(name, sizeof name, "%s", record->name);
+            removed = Remove(name);
+        }
+        if (removed)
+            *record = EventHandle{};
+    }
+    return withdrawn(removed, name);
 }
+
+bool CEventMgr::Add(const char* name, fEventCallBack callback) { return callbacks_.emplace(name, callback).second; }
 
 bool CEventMgr::Remove(const char* name) {
-    const std::lock_guard guard(g_evtLock);
     const auto found = callbacks_.find(name);
     if (found == callbacks_.end())
         return false;
@@ -52,14 +101,23 @@ bool CEventMgr::Remove(const char* name) {
     return true;
 }
 
-void CEventMgr::Forget(const char* name) {
-    const std::lock_guard guard(g_evtLock);
-    callbacks_.erase(name);
-}
-
 void CEventMgr::SaveEventTag(const char* tag, tagVELA_EVENT kind) {
     const std::lock_guard guard(g_evtLock);
     tags_[tag] = kind;
+}
+
+bool CEventMgr::AddTag(const Taking& taking, const char* tag, tagVELA_EVENT kind) {
+    const char* complaint = nullptr;
+    {
+        const std::lock_guard guard(g_evtLock);
+        EventHandle* record = record_of(taking);
+        if (record == nullptr)
+            return false;
+        tags_[tag] = kind;
+        complaint = try_link_correlate_str(record->expression, tag);
+    }
+    log_not_linked(complaint);
+    return true;
 }
 
 void CEventMgr::ClearRes() {
@@ -112,7 +170,7 @@ tagVELA_EVENT CEventMgr::KindOf(const char* tag) {
 
 void deliver_event(tagMSG_DATA* message) { g_evt.EventNotify(message); }
 
-// The handles first: a callback that is registered in between finds its handle gone and is forgotten again.
+// The handles first: a callback or a tag that comes in between finds its handle gone.
 void forget_events() {
     clear_event_handles();
     g_evt.ClearRes();

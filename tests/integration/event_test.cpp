@@ -1,9 +1,12 @@
 // Events: taking, adding, registering and freeing handles, what the service is told by it, and how its events reach
 // their callback, beside requests, slow callbacks and a service that hangs up.
 #include <atomic>
+#include <csignal>
 #include <future>
 #include <memory>
+#include <thread>
 
+#include <pthread.h>
 #include <sys/ioctl.h>
 
 #include "event_support.h"
@@ -531,6 +534,126 @@ protected:
 
 TEST_F(SlowEvents, ACallbacksRequestTimesOutWhenAnotherEventComesBeforeTheReply) { ask_from_a_callback(false); }
 TEST_F(SlowEvents, ACallbacksRequestTimesOutWhenAnotherEventIsJoinedToTheReply) { ask_from_a_callback(true); }
+
+// A hang-up right behind an answer ------------------------------------------------------------------------------------
+
+// The step whose answer is the last thing that the service says, and how to get there.
+struct LastWords {
+    const char* name;
+    const char* operation;
+    std::int32_t (*call)(std::uint32_t handle);
+    bool is_tagged;     // the handle has its tag when the step is made
+    bool is_registered; // and its callback
+};
+std::ostream& operator<<(std::ostream& out, const LastWords& step) { return out << step.name; }
+
+tagVELA_ROUTE_PARA route_record() {
+    tagVELA_ROUTE_PARA para{};
+    std::strcpy(para.text1, "10.1.0.0");
+    return para;
+}
+
+const LastWords last_words[] = {
+    {"New", "event.register",
+     [](std::uint32_t) {
+         std::uint32_t another = untouched;
+         return vela_event_new(&another);
+     },
+     false, false},
+    {"AddInterfaceState", "event.ifstate",
+     [](std::uint32_t handle) {
+         const tagVELA_IFSTATE_PARA para = interface_record();
+         return vela_event_add(handle, VELA_EVENT_IFSTATE, "link", &para);
+     },
+     false, false},
+    {"AddRoute", "event.route",
+     [](std::uint32_t handle) {
+         const tagVELA_ROUTE_PARA para = route_record();
+         return vela_event_add(handle, VELA_EVENT_ROUTE, "link", &para);
+     },
+     false, false},
+    {"AddLog", "event.log",
+     [](std::uint32_t handle) {
+         const tagVELA_ICLOG_PARA para{};
+         return vela_event_add(handle, VELA_EVENT_ICLOG, "link", &para);
+     },
+     false, false},
+    {"Correlate", "event.correlate", [](std::uint32_t handle) { return vela_event_reg(handle, receive); }, true, false},
+    {"Finish", "event.register", [](std::uint32_t handle) { return vela_event_reg(handle, receive); }, true, false},
+    {"Free", "event.register", [](std::uint32_t handle) { return vela_event_free(handle); }, true, true},
+};
+
+// A request may go out before the library knows of the hang-up, and would wait its minute. While this lives, and once
+// the reader has ended and no reply can come any more, a signal without SA_RESTART ends the wait of the thread that
+// made it.
+class EndsLostWaits {
+public:
+    EndsLostWaits() {
+        struct sigaction action {};
+        action.sa_handler = [](int) {};
+        sigaction(SIGUSR2, &action, nullptr);
+        watch_ = std::thread([this, caller = pthread_self()] {
+            while (!done_) {
+                if (library_thread_count() == 2)
+                    pthread_kill(caller, SIGUSR2);
+                std::this_thread::sleep_for(5ms);
+            }
+        });
+    }
+    ~EndsLostWaits() {
+        done_ = true;
+        watch_.join();
+    }
+    EndsLostWaits(const EndsLostWaits&) = delete;
+    EndsLostWaits& operator=(const EndsLostWaits&) = delete;
+
+private:
+    std::atomic<bool> done_{false};
+    std::thread watch_;
+};
+
+class EventLastWords : public Events, public testing::WithParamInterface<LastWords> {};
+
+TEST_P(EventLastWords, LeaveNothingBehindInTheHandle) {
+    const LastWords& step = GetParam();
+    for (int round = 0; round < 60; ++round) {
+        SCOPED_TRACE(round);
+        const std::uint32_t handle = new_handle();
+        ASSERT_EQ(handle, 0U) << "a record was left taken";
+        if (step.is_tagged) {
+            ASSERT_EQ(add(handle, "link"), VELA_OK);
+        }
+        if (step.is_registered) {
+            ASSERT_EQ(vela_event_reg(handle, receive), VELA_OK);
+        }
+
+        // Whether the library learns of the hang-up before or after it has dealt with the answer, either result is
+        // right. Behind it nothing may be left.
+        service.faults().add(std::string(step.operation) + ":hang_up_after");
+        std::int32_t code = VELA_OK;
+        {
+            const EndsLostWaits ends;
+            code = step.call(handle);
+        }
+        EXPECT_TRUE(code == VELA_OK || code == VELA_ERROR || code == VELA_ERROR_NO_SESSION) << code;
+        service.faults().clear();
+        ASSERT_TRUE(eventually([] { return library_thread_count() == 2; })) << "the reader ends";
+        take_log();
+
+        // A new session starts with empty handles: the same tag, the same name, and nothing else joined to it.
+        ASSERT_EQ(request_kind("session.open").call(), VELA_OK);
+        service.clear_requests();
+        const std::uint32_t again = registered();
+        ASSERT_EQ(again, 0U);
+        service.clear_requests();
+        ASSERT_EQ(vela_event_free(again), VELA_OK);
+        for (const Record& record : take_log())
+            ASSERT_EQ(record.level, 6) << record;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Steps, EventLastWords, testing::ValuesIn(last_words),
+                         [](const auto& row) { return row.param.name; });
 
 } // namespace
 } // namespace integration
