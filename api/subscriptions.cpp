@@ -18,25 +18,24 @@ struct Kind {
     const char* noName;
     const char* emptyName;
     VELA_Log_Level refusedLevel;
-    const char* error; // before the service's text; null: not logged
 };
 
 // clang-format off
 constexpr Kind kIclog = {
     {"ops_iclog_subscribe", 36, " Not enough memory", " Not enough memory", " SendRequest Failed"}, 35,
-    " session not open", " py_file == NULL", " strlen(py_file) = 0", VELA_LOG_ERROR, " "};
+    " session not open", " py_file == NULL", " strlen(py_file) = 0", VELA_LOG_ERROR};
 constexpr Kind kIfstate = {
     {"ops_ifm_ifstate_subscribe", 48, " tlv construct error", " tlv construct error", " SendRequest failed"}, 47,
-    " session not open", " py_file = NULL", " length of py_file = 0", VELA_LOG_ERROR, " error desp = "};
+    " session not open", " py_file = NULL", " length of py_file = 0", VELA_LOG_ERROR};
 constexpr Kind kRoute = {
     {"ops_route_subscribe", 34, "  tlv init error", " tlv construct error", " SendRequest failed"}, 33,
-    " session not open", " py_file = NULL", " length of py_file = 0", VELA_LOG_ERROR, " "};
+    " session not open", " py_file = NULL", " length of py_file = 0", VELA_LOG_ERROR};
 constexpr Kind kNqa = {
     {"ops_nqa_subscribe", 50, "  Memory use out", "  tlv construct error", " SendRequest error"}, 49,
-    " session not open", "  py_file = NULL", "  length of py_file is 0", VELA_LOG_INFO, ". "};
+    " session not open", "  py_file = NULL", "  length of py_file is 0", VELA_LOG_INFO};
 constexpr Kind kTrap = {
     {"ops_trap_subscribe", 38, nullptr, nullptr, nullptr}, 37,
-    " session not open", nullptr, nullptr, VELA_LOG_ERROR, nullptr};
+    " session not open", nullptr, nullptr, VELA_LOG_ERROR};
 // clang-format on
 
 // Elements of every subscription request and its reply.
@@ -59,19 +58,19 @@ std::uint32_t check_ready(const Kind& kind) {
     return VELA_OK;
 }
 
-// append adds the kind's own elements behind the three that all have.
-template <class Append> std::uint32_t subscribe(const Kind& kind, const char* tag, Append append) {
+// The elements that every subscription begins with; the kind's own follow.
+Elements begin(const Kind& kind, const char* tag) {
     Elements elements;
     elements.Int(kOperation, kind.request).Text(kClientFile, py_file).Text(kTag, tag);
-    append(elements);
+    return elements;
+}
+
+std::uint32_t subscribe(const Kind& kind, Elements elements) {
     Frame reply;
     if (!send_script(kind.script, std::move(elements), reply))
         return VELA_ERROR;
     const TlvPtr view = view_operation(reply);
-    if (!is_acknowledged(kind.script, view.get(), kind.refusedLevel) ||
-        !has_no_error(kind.script, view.get(), kind.error))
-        return VELA_ERROR;
-    return VELA_OK;
+    return is_acknowledged(kind.script, view.get(), kind.refusedLevel) ? VELA_OK : VELA_ERROR;
 }
 
 // The level, or number, for which a subscription must narrow down what it asks for.
@@ -126,42 +125,42 @@ std::uint32_t ops_iclog_subscribe(const char* tag, const char* first, const char
         return code;
     if (!is_specific_log(first, infoAlias, loginfo, level))
         return VELA_ERROR;
-    return subscribe(kIclog, tag, [&](Elements& elements) {
-        elements.Text(5, first).Text(6, infoAlias).Text(7, loginfo).U32(8, level);
-    });
+    Elements elements = begin(kIclog, tag);
+    elements.Text(5, first).Text(6, infoAlias).Text(7, loginfo).U32(8, level);
+    return subscribe(kIclog, std::move(elements));
 }
 
 std::uint32_t ops_ifm_ifstate_subscribe(const char* tag, std::int32_t first, const char* text, std::int32_t second) {
     if (const std::uint32_t code = check_ready(kIfstate); code != VELA_OK)
         return code;
-    return subscribe(kIfstate, tag, [&](Elements& elements) {
-        elements.Text(8, "ifstate").Int(5, first).Text(6, text).Int(7, second);
-    });
+    Elements elements = begin(kIfstate, tag);
+    elements.Text(8, "ifstate").Int(5, first).Text(6, text).Int(7, second);
+    return subscribe(kIfstate, std::move(elements));
 }
 
 std::uint32_t ops_route_subscribe(const char* tag, const char* first, std::uint32_t number, std::uint32_t option1,
                                   std::uint32_t option2, std::uint32_t option3, const char* second, const char* third) {
     if (const std::uint32_t code = check_ready(kRoute); code != VELA_OK)
         return code;
-    return subscribe(kRoute, tag, [&](Elements& elements) {
-        elements.Text(5, first).U32(6, number);
-        std::int32_t optionTag = 7;
-        for (const std::uint32_t option : {option1, option2, option3}) {
-            if (option != kNotGiven)
-                elements.U32(optionTag, option);
-            ++optionTag;
-        }
-        elements.Text(10, second).Text(11, third);
-    });
+    Elements elements = begin(kRoute, tag);
+    elements.Text(5, first).U32(6, number);
+    std::int32_t optionTag = 7;
+    for (const std::uint32_t option : {option1, option2, option3}) {
+        if (option != kNotGiven)
+            elements.U32(optionTag, option);
+        ++optionTag;
+    }
+    elements.Text(10, second).Text(11, third);
+    return subscribe(kRoute, std::move(elements));
 }
 
 std::uint32_t ops_nqa_subscribe(const char* tag, const char* text2, const char* text3, const char* text4,
                                 const char* text5, const char* text6, std::uint32_t number) {
     if (const std::uint32_t code = check_ready(kNqa); code != VELA_OK)
         return code;
-    return subscribe(kNqa, tag, [&](Elements& elements) {
-        elements.Text(5, text2).Text(6, text3).Text(7, text4).Text(8, text5).Text(9, text6).U32(10, number);
-    });
+    Elements elements = begin(kNqa, tag);
+    elements.Text(5, text2).Text(6, text3).Text(7, text4).Text(8, text5).Text(9, text6).U32(10, number);
+    return subscribe(kNqa, std::move(elements));
 }
 
 std::uint32_t ops_trap_subscribe(const char* tag, const char* text2, const char* text3, const char* text4,
@@ -170,7 +169,7 @@ std::uint32_t ops_trap_subscribe(const char* tag, const char* text2, const char*
         return code;
     if (!is_specific_trap(text2, text3, text4, text5, number))
         return VELA_ERROR;
-    return subscribe(kTrap, tag, [&](Elements& elements) {
-        elements.Text(5, text2).Text(6, text3).Text(7, text4).Text(8, text5).U32(9, number);
-    });
+    Elements elements = begin(kTrap, tag);
+    elements.Text(5, text2).Text(6, text3).Text(7, text4).Text(8, text5).U32(9, number);
+    return subscribe(kTrap, std::move(elements));
 }
