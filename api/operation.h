@@ -28,8 +28,7 @@ public:
     Elements& U32(std::int32_t tag, std::uint32_t value);
     Elements& Data(std::int32_t tag, const void* bytes, std::int32_t len); // null bytes fail
 
-    // What the elements take, and the most that a frame can carry of them.
-    std::int32_t Size() const { return tlv_len(tlv_.get()); }
+    // The most that a frame can carry of them, in bytes.
     static constexpr std::int32_t kMost = g_data_size - g_head_size - g_body_fix_len;
 
 private:

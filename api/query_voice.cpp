@@ -31,6 +31,9 @@ constexpr std::int32_t kSetResult = 6;
 constexpr std::int32_t kFirstAccount = 7;
 constexpr std::int32_t kAccountSize = 66;
 constexpr std::int32_t kElementHead = 8;
+// Behind the three numbers of 4 bytes that the request begins with.
+constexpr std::int32_t kMostAccountsSent = (Elements::kMost - 3 * (kElementHead + 4)) / (kElementHead + kAccountSize);
+static_assert(kMostAccountsSent == 107);
 
 using CitaParam = tagVOICE_CITA_PARAM;
 static_assert(offsetof(CitaParam, item5) == 0 && offsetof(CitaParam, text9) == 4 &&
@@ -123,16 +126,15 @@ std::uint32_t set_accounts(const Accounts* info) {
     QueryReply reply;
     const auto append = [&](Elements& elements) {
         elements.Int(kCount, info->count);
-        // The count may be larger than the record declares: the caller's own record then goes on. No account is read
-        // beyond those that a request can carry; one more makes the request too long to be sent.
-        const std::uint8_t* account = info->accounts[0];
-        for (std::uint32_t i = 0; i < static_cast<std::uint32_t>(info->count); ++i, account += kAccountSize) {
-            if (elements.Size() + kElementHead + kAccountSize > Elements::kMost) {
-                elements.Data(kFirstAccount, nullptr, kAccountSize);
-                return;
-            }
-            elements.Data(kFirstAccount + static_cast<std::int32_t>(i), account, kAccountSize);
+        // More than no request carries, and so no such record can be meant: it is not read at all.
+        if (info->count < 0 || info->count > kMostAccountsSent) {
+            elements.Data(kFirstAccount, nullptr, kAccountSize);
+            return;
         }
+        // The count may be larger than the record declares: the caller's own record then goes on.
+        const std::uint8_t* account = info->accounts[0];
+        for (std::int32_t i = 0; i < info->count; ++i, account += kAccountSize)
+            elements.Data(kFirstAccount + i, account, kAccountSize);
     };
     if (const std::uint32_t code = ask(kSetAccounts, reply, append); code != VELA_OK)
         return code;
