@@ -9,13 +9,15 @@
 #include "common/debug_log.h"
 #include "qel_api.h"
 
+// The record of a failed allocation, and its result code.
+std::int32_t no_memory(const char* function);
+
 template <class Code, class Work> Code exported_as(const char* function, Work work) {
     const CancelOff wholeCall;
     try {
         return static_cast<Code>(work());
     } catch (const std::bad_alloc&) {
-        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d memory use out, malloc failed", function, __LINE__);
-        return VELA_ERROR;
+        return static_cast<Code>(no_memory(function));
     }
 }
 

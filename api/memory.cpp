@@ -1,5 +1,5 @@
-// The version text and the heap that texts handed to the application come from. None of these needs the library to be
-// initialised.
+// The version text, the heap that texts handed to the application come from, and what is said when it is used up. None
+// of these needs the library to be initialised.
 #include <cstdlib>
 #include <cstring>
 
@@ -9,6 +9,11 @@ namespace {
 constexpr char kVersion[] = "Vela Quor v1.5.70.000";
 static_assert(sizeof kVersion == VELA_VERSION_SIZE);
 } // namespace
+
+std::int32_t no_memory(const char* function) {
+    VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d memory use out, malloc failed", function, __LINE__);
+    return VELA_ERROR;
+}
 
 std::int32_t vela_version(char* version) {
     return exported(__func__, [&] {
