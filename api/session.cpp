@@ -45,9 +45,11 @@ void log_failure(const Control& control, int line, const char* text) {
     VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d %s", control.function, line, text);
 }
 
-// The name as it is sent; null, which fails the request, when it has no end within its field.
-const char* name_of(const tagVELA_SESSION_CFG_T& cfg) {
-    return std::memchr(cfg.client_name, '\0', sizeof cfg.client_name) != nullptr ? cfg.client_name : nullptr;
+// A name that fills its field has no NUL there.
+void append_name(Elements& elements, const tagVELA_SESSION_CFG_T& cfg) {
+    char name[sizeof cfg.client_name + 1] = {};
+    std::memcpy(name, cfg.client_name, sizeof cfg.client_name);
+    elements.Text(kClientName, name);
 }
 
 // Sends the control request and views its reply; null when that failed, which was then logged. The client's name goes
@@ -62,7 +64,7 @@ TlvPtr exchange(const Control& control, std::uint16_t sessionId, const tagVELA_S
         }
         elements.Int(SDK_CTRL_TLV_MSG_TYPE, control.request);
         if (cfg != nullptr)
-            elements.Text(kClientName, name_of(*cfg));
+            append_name(elements, *cfg);
         if (!fill_session_control(request, sessionId, elements)) {
             log_failure(control, __LINE__, "tlv append failed");
             return nullptr;

@@ -105,11 +105,11 @@ static bool use_library(const char* client_name) {
     uint32_t session = 0;
     bool ok;
 
-    if (strlen(client_name) >= sizeof cfg.client_name) {
-        fprintf(stderr, "session: a client name has at most %zu characters\n", sizeof cfg.client_name - 1);
+    if (strlen(client_name) > sizeof cfg.client_name) {
+        fprintf(stderr, "session: a client name has at most %zu characters\n", sizeof cfg.client_name);
         return false;
     }
-    memcpy(cfg.client_name, client_name, strlen(client_name) + 1);
+    memcpy(cfg.client_name, client_name, strlen(client_name)); /* one that fills the field needs no NUL */
 
     if (!succeeded("vela_session_open", vela_session_open(&cfg, &session)))
         return false;

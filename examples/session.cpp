@@ -47,9 +47,9 @@ public:
 class Session {
 public:
     explicit Session(const std::string& client_name) {
-        tagVELA_SESSION_CFG_T cfg{}; // type 0: the local socket
-        if (client_name.size() >= sizeof cfg.client_name)
-            throw std::length_error("a client name has at most 63 characters");
+        tagVELA_SESSION_CFG_T cfg{};                     // type 0: the local socket
+        if (client_name.size() > sizeof cfg.client_name) // one that fills the field needs no NUL
+            throw std::length_error("a client name has at most 64 characters");
         client_name.copy(cfg.client_name, client_name.size());
         check("vela_session_open", vela_session_open(&cfg, &handle_));
     }

@@ -124,7 +124,7 @@ void add_global_options(CLI::App& app, Program& program) {
         ->check(CLI::Validator(
             [](const std::string& name) {
                 const std::size_t size = sizeof tagVELA_SESSION_CFG_T::client_name;
-                return name.size() < size ? "" : fmt::format("is longer than {} bytes", size - 1);
+                return name.size() <= size ? "" : fmt::format("is longer than {} bytes", size);
             },
             "", ""));
     app.add_flag("--json", program.context.json, "Print JSON, one line for each document")->group("Global options");

@@ -20,8 +20,8 @@ public:
 class Session {
 public:
     explicit Session(const std::string& client) {
-        tagVELA_SESSION_CFG_T cfg{}; // type 0: the local socket
-        client.copy(cfg.client_name, sizeof cfg.client_name - 1);
+        tagVELA_SESSION_CFG_T cfg{};                          // type 0: the local socket
+        client.copy(cfg.client_name, sizeof cfg.client_name); // one that fills the field needs no NUL
         check("vela_session_open", vela_session_open(&cfg, &handle_), client);
     }
     ~Session() { check_later("vela_session_close", vela_session_close(handle_)); }

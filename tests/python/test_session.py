@@ -241,10 +241,10 @@ class SignalTest(SessionTest):
 
 
 class ArgumentTest(unittest.TestCase):
-    def test_a_client_name_has_63_bytes_at_most(self):
-        with self.assertRaisesRegex(ValueError, "the client name takes 63 bytes at most, not 64"):
-            qel_api.Session("é" * 32)
-        with qel_api.Session("é" * 31 + "x"):
+    def test_a_client_name_has_64_bytes_at_most(self):
+        with self.assertRaisesRegex(ValueError, "the client name takes 64 bytes at most, not 65"):
+            qel_api.Session("é" * 32 + "x")
+        with qel_api.Session("é" * 32):
             pass
 
     def test_a_client_name_is_a_text_without_a_nul(self):

@@ -59,7 +59,7 @@ TEST_P(WrongUsage, IsOneLineAndStatus2AndNoRouterIsAsked) {
     EXPECT_EQ(finished.err, std::string("qel: ") + GetParam().says + "\n");
 }
 
-const std::string long_name(64, 'x');
+const std::string long_name(65, 'x');
 
 INSTANTIATE_TEST_SUITE_P(
     Of, WrongUsage,
@@ -71,7 +71,7 @@ INSTANTIATE_TEST_SUITE_P(
               {"exec", "--fast"},
               "The following argument was not expected: --fast; see qel exec --help"},
         Wrong{"too_much", {"save", "it"}, "The following argument was not expected: it; see qel save --help"},
-        Wrong{"long_client", {"save", "--client", long_name}, "--client: is longer than 63 bytes; see qel save --help"},
+        Wrong{"long_client", {"save", "--client", long_name}, "--client: is longer than 64 bytes; see qel save --help"},
         Wrong{
             "answer", {"exec", "save", "--answer", "y"}, "--answer: expected PROMPT=REPLY, got y; see qel exec --help"},
         Wrong{"answer_to_nothing",

@@ -20,13 +20,13 @@ class Session(Closing):
 
     An open session is not garbage: it stays open until it is closed, or until the service hangs up.
 
-    client_name      Told to the service: at most 63 bytes.
+    client_name      Told to the service: at most 64 bytes.
     connection_type  0, the local socket. Nothing else is offered.
     """
 
     def __init__(self, client_name: str, *, connection_type: int = 0) -> None:
         configuration = _native.SessionConfiguration(type=connection_type)
-        size = _native.SessionConfiguration.client_name.size
+        size = _native.SessionConfiguration.client_name.size + 1  # one that fills its field needs no NUL there
         configuration.client_name = encode_within(client_name, "the client name", size)
         handle = ctypes.c_uint32()
         self._event_handles: list[EventHandle] = []
