@@ -2,6 +2,10 @@
 // their prompts, and what the router printed.
 #include "api/cli.h"
 
+#include <cstdio>
+#include <cstring>
+#include <new>
+
 #include "api/frame.h"
 #include "api/operation.h"
 #include "common/heap_text.h"
@@ -14,6 +18,7 @@ namespace {
 // Elements of CLI requests and replies.
 enum : std::int32_t {
     kOperation = 0,
+    kErrorText = 2,
     kClientFile = 5,
     kHandle = 6,
     kCommand = 7,
@@ -141,29 +146,104 @@ std::vector<std::string> last_pair_first(const char* choice) {
     return sent;
 }
 
-} // namespace
+// How many characters of the text are the secret, line ends that the router has put into it included; 0 for none.
+std::size_t match(const char* text, const std::string& secret) {
+    const char* at = text;
+    for (std::size_t i = 0; i < secret.size(); ++at) {
+        if (*at == secret[i])
+            ++i;
+        else if (i == 0 || (*at != '\r' && *at != '\n'))
+            return 0;
+    }
+    return static_cast<std::size_t>(at - text);
+}
 
-std::int32_t vela_cli_execute_imp(std::uint32_t cli_hdl, const char* command, const char* choice, char** result) {
-    if (const std::int32_t code = check_command(__func__, command); code != VELA_OK)
+void mask(std::string& text, const std::string& secret) {
+    constexpr char stars[] = "*******";
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const std::size_t length = match(text.c_str() + at, secret);
+        if (length == 0)
+            continue;
+        text.replace(at, length, stars);
+        at += std::strlen(stars) - 1;
+    }
+}
+
+// A text as a record may show it.
+class Shown {
+public:
+    // Without a secret nothing is copied.
+    Shown(const char* text, const char* secret) : text_(printable(text)) {
+        if (secret == nullptr || secret[0] == '\0')
+            return;
+        masked_ = text_;
+        mask(masked_, secret);
+        constexpr char blanks[] = " \t\r\n"; // where the router's command line ends a word; it may name one
+        for (const char* word = secret; *word != '\0'; word += std::strcspn(word, blanks)) {
+            word += std::strspn(word, blanks);
+            if (const std::size_t length = std::strcspn(word, blanks); length != 0)
+                mask(masked_, std::string(word, length));
+        }
+        text_ = masked_.c_str();
+    }
+    Shown(const Shown&) = delete;
+    Shown& operator=(const Shown&) = delete;
+
+    const char* Text() const { return text_; }
+
+private:
+    std::string masked_;
+    const char* text_;
+};
+
+std::int32_t execute(const char* function, std::uint32_t cli_hdl, const char* command, const char* choice,
+                     char** result, const char* secret) {
+    if (const std::int32_t code = check_command(function, command); code != VELA_OK)
         return code;
     Frame reply;
-    if (!send_command(execute_request(__func__), cli_hdl, command, last_pair_first(choice), reply))
+    if (!send_command(execute_request(function), cli_hdl, command, last_pair_first(choice), reply))
         return VELA_ERROR;
 
     // A rejected command hands its output out too: it is the router's own error message.
     const TlvPtr view = view_operation(reply);
     const char* output = tlv_get_text(view.get(), kOutput);
     if (result != nullptr)
-        if (const std::int32_t code = hand_out(__func__, output, result); code != VELA_OK)
+        if (const std::int32_t code = hand_out(function, output, result); code != VELA_OK)
             return code;
 
+    // Before the check, which cuts the reply's text, through the middle of a secret perhaps.
+    const Shown reason(tlv_get_text(view.get(), kErrorText), secret);
     char errText[kErrorTextSize] = {};
-    if (ops_check_err(view.get(), kExecuted, errText) == 0) {
-        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d %s,command = %s, choice = %s, result = %s", VELA_HERE,
-                       errText, command, printable(choice), printable(output));
-        return VELA_ERROR;
+    if (ops_check_err(view.get(), kExecuted, errText) != 0)
+        return VELA_OK;
+    if (secret != nullptr && tlv_get_int(view.get(), kOperation) == kExecuted)
+        std::snprintf(errText, sizeof errText, "%s", reason.Text());
+    VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d %s,command = %s, choice = %s, result = %s", function, __LINE__,
+                   errText, Shown(command, secret).Text(), printable(choice), Shown(output, secret).Text());
+    return VELA_ERROR;
+}
+
+// Both run under the name of the one that the exported function calls.
+std::int32_t execute_within_memory(std::uint32_t cli_hdl, const char* command, const char* choice, char** result,
+                                   const char* secret) {
+    constexpr char function[] = "vela_cli_execute_imp";
+    try {
+        return execute(function, cli_hdl, command, choice, result, secret);
+    } catch (const std::bad_alloc&) {
+        if (result != nullptr)
+            *result = nullptr;
+        return fail(function, __LINE__, "memory use out, malloc failed", VELA_ERROR_MEMORY);
     }
-    return VELA_OK;
+}
+
+} // namespace
+
+std::int32_t vela_cli_execute_imp(std::uint32_t cli_hdl, const char* command, const char* choice, char** result) {
+    return execute_within_memory(cli_hdl, command, choice, result, nullptr);
+}
+
+std::int32_t vela_cli_execute_hiding(std::uint32_t cli_hdl, const char* command, const char* secret) {
+    return execute_within_memory(cli_hdl, command, nullptr, nullptr, secret);
 }
 
 std::uint32_t vela_cli_execute_imp_back(std::uint32_t cli_hdl, const char* command, const char* choice, char** result) {

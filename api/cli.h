@@ -9,6 +9,10 @@
 std::uint32_t vela_cli_open_imp(std::uint32_t* cli_hdl);
 std::int32_t vela_cli_execute_imp(std::uint32_t cli_hdl, const char* command, const char* choice, char** result);
 std::int32_t vela_cli_save_imp();
+
+// Runs a command that holds a secret: where the router refuses it, the record shows "*******" in the secret's place, in
+// what the router said too, and so for each word of a secret with blanks.
+std::int32_t vela_cli_execute_hiding(std::uint32_t cli_hdl, const char* command, const char* secret);
 std::uint32_t vela_cli_close_imp(std::uint32_t cli_hdl);
 
 // A kept variant of execute that insists on a result pointer and sends the pairs sorted by key. Nothing calls it.

@@ -7,6 +7,7 @@
 #include <limits>
 #include <utility>
 
+#include "api/cli.h"
 #include "qel_api.h"
 #include "session/state.h"
 
@@ -56,6 +57,11 @@ Answer ask(const char* command) {
 bool send(const char* format, ...) {
     FORMATTED(command);
     return accepts(command.c_str(), nullptr);
+}
+
+bool send_hiding(const char* secret, const char* format, ...) {
+    FORMATTED(command);
+    return vela_cli_execute_hiding(g_uiCliHdl, command.c_str(), secret) == VELA_OK;
 }
 
 bool shown(const char* format, ...) {
@@ -112,6 +118,8 @@ bool contains(const HeapText& output, const char* piece) {
 }
 
 bool is_empty(const char* text) { return text == nullptr || text[0] == '\0'; }
+
+const char* typed(const char* argument) { return argument != nullptr ? argument : ""; }
 
 bool Listing::Has(const char* piece) {
     const char* at = std::strstr(from_, piece);
@@ -207,8 +215,7 @@ bool get_id_range(std::int32_t* low, std::int32_t* high, const char* command, co
 
 bool get_wlan_id_range(std::int32_t* low, std::int32_t* high, const char* radio_if) {
     const Console console(__func__);
-    return console.Check(entry_system_mode(), "entry system mode") &&
-           console.Type("interface %s", printable(radio_if)) &&
+    return console.Check(entry_system_mode(), "entry system mode") && console.Type("interface %s", typed(radio_if)) &&
            console.Check(get_id_range(low, high, "service-set name test wlan ? ", "INTEGER", "<", "-", ">"),
                          "get wlan id range") &&
            console.Check(return_user_mode(), "return user mode");
@@ -247,7 +254,7 @@ bool convert_radio_interface_to_value(const char* radio_if, std::int32_t* value)
 }
 
 bool get_vela_acl_num(const char* interface_name, std::int32_t* acl_num) {
-    const std::string needle = text("Advanced ACL vela_%s_acl ", printable(interface_name));
+    const std::string needle = text("Advanced ACL vela_%s_acl ", typed(interface_name));
     const Answer lists = ask("display acl all");
     if (!lists.accepted || lists.output == nullptr) {
         VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d display acl all, acl_cfg = %s", VELA_HERE,

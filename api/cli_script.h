@@ -24,6 +24,9 @@ Answer ask(const char* command);
 // Types a command. False when the router refuses it.
 bool send(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
+// The same for a command that holds a secret, which no record shows.
+bool send_hiding(const char* secret, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
 // Whether the text is in the configuration that the present view shows. A view that cannot be shown has no texts.
 bool shown(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
@@ -63,6 +66,9 @@ private:
 bool contains(const HeapText& output, const char* piece);
 
 bool is_empty(const char* text);
+
+// An argument of a command; a missing one is typed as nothing.
+const char* typed(const char* argument);
 
 // A longer text that is searched for many pieces, which mostly stand in the order of the questions: each search begins
 // where the last one succeeded, and only then at the start.

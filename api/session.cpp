@@ -128,7 +128,7 @@ std::int32_t vela_session_open_imp(const tagVELA_SESSION_CFG_T* cfg, std::uint32
         return VELA_ERROR;
     if (!is_accepted(kOpen, view.get())) {
         // The description is promised to come from the request, which has none: the service's is not reported.
-        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d err description = %s", VELA_HERE, "");
+        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d err description = %s", VELA_HERE, printable(nullptr));
         return VELA_ERROR;
     }
     std::uint32_t granted = 0;
@@ -162,7 +162,8 @@ std::int32_t vela_session_close_imp(std::uint32_t) {
     if (view == nullptr)
         return VELA_ERROR;
     if (!is_accepted(kClose, view.get())) {
-        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d tlv parse, err description = %s", VELA_HERE, "");
+        VELA_DEBUG_LOG(VELA_LOG_ERROR, VELA_LOG_API, "%s %d tlv parse, err description = %s", VELA_HERE,
+                       printable(nullptr));
         return VELA_ERROR;
     }
     g_bSessionIsOpen = 0;

@@ -58,12 +58,13 @@ bool make_wlan_bss(const Console& console, AccessPoint& ap) {
            console.Type("quit");
 }
 
-// The record of the pass phrase's own line does not show it.
+// No record shows the pass phrase.
 bool make_security_profile(const Console& console, const AccessPoint& ap) {
     return console.Check(send("security-profile name " SECURITY_PROFILE, ap.vap_id, ap.radio_if),
                          "create security profile failed") &&
            console.Type("security-policy wpa2") &&
-           console.Check(send("wpa2 authentication-method psk pass-phrase cipher %s encryption-method ccmp", ap.pass_phrase),
+           console.Check(send_hiding(ap.pass_phrase, "wpa2 authentication-method psk pass-phrase cipher %s encryption-method ccmp",
+                                     ap.pass_phrase),
                          "wpa2 authentication-method psk pass-phrase cipher ******* encryption-method ****") &&
            console.Type("quit");
 }
@@ -139,8 +140,7 @@ std::int32_t vela_wlan_create_ap_imp(const char* radio_if, std::uint32_t vap_id,
     }
 
     const Console console(__func__);
-    AccessPoint ap{radio_if,       static_cast<std::int32_t>(vap_id), ssid, pass_phrase, printable(ip_address),
-                   printable(mask)};
+    AccessPoint ap{radio_if, static_cast<std::int32_t>(vap_id), ssid, pass_phrase, typed(ip_address), typed(mask)};
     std::uint32_t handle = g_uiCliHdl;
     bool opened_here = false;
     std::int32_t result = VELA_ERROR;
@@ -165,7 +165,7 @@ namespace {
 
 bool binds(const Console& console, const char* radio_if, std::int32_t vap_id) {
     if (!console.Check(entry_system_mode(), "entry system mode failed") ||
-        !console.Type("interface %s", printable(radio_if)))
+        !console.Type("interface %s", typed(radio_if)))
         return false;
     const Answer radio = ask("display this");
     if (!console.Check(radio.accepted, "display this") || !console.Check(radio.output != nullptr, "result = NULL"))

@@ -103,7 +103,7 @@ bool get_wlan_bss_id_by_wlan_bss_description(std::int32_t vap_id, const char* ra
     if (!console.Check(listing != nullptr, "result = NULL"))
         return false;
 
-    const std::string description = text("Description:" BSS_DESCRIPTION, vap_id, printable(radio_if));
+    const std::string description = text("Description:" BSS_DESCRIPTION, vap_id, typed(radio_if));
     const char* wanted = std::strstr(listing, description.c_str());
     const char* number = nullptr;
     const char* cursor = listing;
@@ -157,8 +157,8 @@ namespace {
 // The binding is removed without asking whether it is there.
 bool unbind(const Console& console, std::int32_t vap_id, const char* radio_if) {
     std::int32_t radio = -1;
-    return console.Check(entry_system_mode(), "entry system mode") &&
-           console.Type("interface %s", printable(radio_if)) && get_radio_number(console, radio_if, &radio) &&
+    return console.Check(entry_system_mode(), "entry system mode") && console.Type("interface %s", typed(radio_if)) &&
+           get_radio_number(console, radio_if, &radio) &&
            console.Type("undo service-set name " SERVICE_SET, vap_id, radio) &&
            (shown("service-set id") || console.Type("undo radio-profile"));
 }
@@ -235,7 +235,7 @@ bool undo_dot1x() {
 char* get_radio_cfg(const char* radio_if) {
     const Console console(__func__);
     bool done = entry_system_mode();
-    done = console.Type("interface %s", printable(radio_if)) && done;
+    done = console.Type("interface %s", typed(radio_if)) && done;
     Answer configuration = ask("display this");
     done = console.Check(configuration.accepted, "display this") && done;
     done = entry_system_mode() && done;

@@ -17,5 +17,5 @@ void VELA_DEBUG_LOG(VELA_Log_Level level, VELA_Log_Module module, const char* fo
 // The formatted arguments as a string, cut at 4,095 characters. For building messages.
 std::string FormatedMsg(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-// A text for "%s" that may be missing; a missing one is printed as nothing.
-inline const char* printable(const char* text) { return text != nullptr ? text : ""; }
+// A text for "%s" of a record that may be missing; a missing one shows as C's own formatting shows it.
+inline const char* printable(const char* text) { return text != nullptr ? text : "(null)"; }

@@ -183,16 +183,15 @@ char* tlv_dup(const TLV_S* tlv, std::int32_t* len) {
 
 std::int32_t ops_check_err(TLV_S* reply, std::int32_t expectedCmd, char* errText) {
     char wrongCommand[] = "ack cmd is error!";
+    char noReason[] = "(null)";
     char* reason = wrongCommand;
     if (tlv_get_int(reply, 0) == expectedCmd) {
         if (tlv_get_int(reply, 1) == 0)
             return 1;
         reason = tlv_get_text(reply, 2);
     }
-    if (reason == nullptr) {
-        errText[0] = '\0'; // a refusal without a reason
-        return 0;
-    }
+    if (reason == nullptr)
+        reason = noReason;
 
     constexpr std::size_t kLast = kErrorTextSize - 1;
     const std::size_t length = std::strlen(reason);

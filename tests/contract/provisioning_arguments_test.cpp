@@ -60,7 +60,7 @@ TEST_F(Arguments, AnSsidMissingOrLongerThan32IsRefusedAndNothingSent) {
         ApArguments arguments;
         arguments.ssid = ssid;
         expect_outcome(create_ap(arguments), {{}, true, true},
-                       {2, {}, {create_entered, "3 vela_wlan_create_ap_imp ssid = " + ssid.value_or("")}, true});
+                       {2, {}, {create_entered, "3 vela_wlan_create_ap_imp ssid = " + ssid.value_or("(null)")}, true});
     }
 }
 
@@ -68,7 +68,8 @@ TEST_F(Arguments, TheSsidIsCheckedBeforeTheRadio) {
     ApArguments arguments;
     arguments.ssid = {};
     arguments.radio = {};
-    expect_outcome(create_ap(arguments), {}, {2, {}, {create_entered, "3 vela_wlan_create_ap_imp ssid = "}, false});
+    expect_outcome(create_ap(arguments), {},
+                   {2, {}, {create_entered, "3 vela_wlan_create_ap_imp ssid = (null)"}, false});
 }
 
 TEST_F(Arguments, AnSsidOf32IsSent) {
@@ -86,7 +87,7 @@ TEST_F(Arguments, AnotherRadioIsRefusedAndNothingSent) {
                               Text("Wlan-Radio0/0/00"), Text("Wlan-Radio0/0/"), Text("%s")}) {
         ApArguments arguments;
         arguments.radio = radio;
-        const std::string named = " radio_if = " + radio.value_or("") + ", only support Wlan-Radio0/0/0";
+        const std::string named = " radio_if = " + radio.value_or("(null)") + ", only support Wlan-Radio0/0/0";
         for (const bool channel_is_open : {false, true}) {
             expect_outcome(
                 create_ap(arguments), {{}, true, channel_is_open},

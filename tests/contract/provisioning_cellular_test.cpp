@@ -288,7 +288,7 @@ TEST_F(Cellular, TakesEverythingDownWhenTheInterfaceDoesNotTakeTheProfile) {
                                    close_everything + lines("return")),
                     lines(R"(
             6 vela_cli_open_imp cli open success, cli handle = 168496141
-            3 vela_cli_execute_imp refused,command = apn-profile vela_apn_Cellular0/0/0_profile, choice = , result = Error: busy
+            3 vela_cli_execute_imp refused,command = apn-profile vela_apn_Cellular0/0/0_profile, choice = (null), result = Error: busy
             3 vela_cellular_open_imp apn-profile vela_apn_Cellular0/0/0_profile, result = Error: busy
             6 vela_cli_close_imp cli close success, cli handle = 168496141)"),
                     false});
@@ -318,9 +318,9 @@ TEST_F(Cellular, ReportsAFailedRollback) {
             return
             return)"),
                     lines(R"(
-            3 vela_cli_execute_imp refused,command = dns resolve, choice = , result =<blank>
+            3 vela_cli_execute_imp refused,command = dns resolve, choice = (null), result = (null)
             3 vela_cellular_open_imp dns resolve
-            3 vela_cli_execute_imp refused,command = undo dns resolve, choice = , result = Error: no
+            3 vela_cli_execute_imp refused,command = undo dns resolve, choice = (null), result = Error: no
             3 vela_cellular_close_imp undo dns resolve
             3 vela_cellular_open_imp rollback failed)"),
                     true});
@@ -377,7 +377,7 @@ TEST_F(Cellular, AddsTheLineWhoseProbeIsRefused) {
     from_profile.erase(from_profile.begin() + 6); // the number
     expect_outcome(cellular_open(dial_up), circumstances,
                    {0, commands + open_in_profile + from_profile, lines(R"(
-            3 vela_cli_execute_imp refused,command = display this, choice = , result = Error: later
+            3 vela_cli_execute_imp refused,command = display this, choice = (null), result = Error: later
             3 check_rule_exsit display this, result = Error: later)"),
                     true});
 }
@@ -388,7 +388,7 @@ TEST_F(Cellular, AFailedReturnOrCloseAtTheEndIsAFailure) {
     circumstances.table.At("(close)", test::Rejects());
     expect_outcome(cellular_close({}), circumstances,
                    {1, in_own_channel(close_nothing), lines(opened) + said_of_nothing + lines(R"(
-            3 vela_cli_execute_imp refused,command = return, choice = , result =<blank>
+            3 vela_cli_execute_imp refused,command = return, choice = (null), result = (null)
             3 vela_cellular_close_imp return
             3 vela_cli_close_imp refused
             3 vela_cellular_close_imp vela_cli_close)"),

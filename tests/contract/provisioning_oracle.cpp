@@ -16,7 +16,16 @@ const std::string hyphens_52(52, '-');
 const std::string hyphens_26(26, '-');
 
 // A missing text is printed as nothing.
-std::string printed(const Text& text) { return text.value_or(""); }
+std::string printed(const Text& text) { return text.value_or("(null)"); }
+std::string typed(const Text& text) { return text.value_or(""); }
+
+// The command that carries the pass phrase is recorded without it.
+std::string as_recorded(const std::string& command) {
+    const std::string before = "wpa2 authentication-method psk pass-phrase cipher ";
+    const std::string behind = " encryption-method ccmp";
+    const bool has_phrase = command.starts_with(before) && command.size() > before.size() + behind.size();
+    return has_phrase ? before + "*******" + behind : command;
+}
 
 bool contains(const std::string& text, const std::string& piece) { return text.find(piece) != std::string::npos; }
 
@@ -115,14 +124,15 @@ Oracle::Reply Oracle::ask(const std::string& command, const std::string& key, co
         say(3, function, "SendRequest failed");
         return {};
     }
-    const Text output = printed(reply.output).empty() ? Text() : reply.output;
+    const Text output = typed(reply.output).empty() ? Text() : reply.output;
     if (!reply.refusal)
         return {true, output};
-    std::string choice;
+    std::string choice = key.empty() ? "(null)" : "";
     if (!key.empty())
         choice.append("\"").append(key).append("\"").append(separator).append("\"").append(answer).append("\"");
     say(3, function,
-        *reply.refusal + ",command = " + command + ", choice = " + choice + ", result = " + printed(output));
+        *reply.refusal + ",command = " + as_recorded(command) + ", choice = " + choice +
+            ", result = " + printed(output));
     return {false, output};
 }
 
@@ -228,12 +238,12 @@ std::optional<Oracle::Range> Oracle::get_id_range(const std::string& command, co
         return std::nullopt;
     }
     if (!reply.output) {
-        say(3, function, "result = ");
+        say(3, function, "result = (null)");
         return std::nullopt;
     }
     const auto at = reply.output->find(keyword);
     if (at == std::string::npos) {
-        say(3, function, "pINTEGER = ");
+        say(3, function, "pINTEGER = (null)");
         return std::nullopt;
     }
     // The tables here always hold the three marks, in order, behind the keyword.
@@ -315,13 +325,13 @@ bool Oracle::configure_cellular(const CellularArguments& arguments) {
         {"quit", "quit, quit Dialer-rule mode"},
         {"apn profile vela_apn_Cellular0/0/0_profile", "{command}, result = {reply}"},
     };
-    const std::string user = printed(arguments.user);
-    const std::string password = printed(arguments.password);
+    const std::string user = typed(arguments.user);
+    const std::string password = typed(arguments.password);
     if (!user.empty() && !password.empty())
         steps.push_back({"user name " + user + " password cipher " + password + " authentication-mode " +
                              auth_text(arguments.auth_mode),
                          "{command}"});
-    if (!printed(arguments.apn).empty())
+    if (!typed(arguments.apn).empty())
         steps.push_back({"apn " + *arguments.apn, "{command}"});
     const Steps on_interface = {
         {"quit", "quit, quit apn profile mode"},
@@ -405,7 +415,7 @@ std::int32_t Oracle::create_ap_imp(const ApArguments& arguments) {
     const std::string function = "vela_wlan_create_ap_imp";
     const auto vap = static_cast<std::int32_t>(arguments.vap);
     say(6, hyphens_52 + function, "enter\n");
-    if (printed(arguments.ssid).empty() || arguments.ssid->size() > 32) {
+    if (typed(arguments.ssid).empty() || arguments.ssid->size() > 32) {
         say(3, function, "ssid = " + printed(arguments.ssid));
         return 2;
     }
@@ -491,7 +501,7 @@ bool Oracle::configure_ap(const ApArguments& arguments) {
     }
     steps.push_back({"service-set name " + service_set(vap), "{command}"});
     steps.push_back({"ssid " + *arguments.ssid, *arguments.ssid});
-    if (!printed(arguments.pass_phrase).empty())
+    if (!typed(arguments.pass_phrase).empty())
         steps.push_back({"security-profile name " + profile(vap), "{command}"});
     steps.push_back({"wlan-bss " + number(*bss), "{command}"});
     if (!take_all(function, steps))

@@ -1,5 +1,7 @@
 // The access point: the commands, results and records of making and removing one, written out by hand for every way
 // that goes well and for some that fail, and worked out by the oracle for a failure at every step.
+#include <gmock/gmock.h>
+
 #include "provisioning.h"
 
 namespace provisioning {
@@ -415,7 +417,7 @@ TEST_F(Wlan, RemovesEverythingWhenTheRadioTakesNoProfile) {
                         delete_start + delete_vlanif + delete_last_binding + delete_service_set + delete_bss +
                         delete_vlan + delete_end + lines("return")),
          {create_entered, opened, not_taken,
-          "3 vela_cli_execute_imp refused,command = radio-profile name radiof, choice = , result = Error: no",
+          "3 vela_cli_execute_imp refused,command = radio-profile name radiof, choice = (null), result = Error: no",
           "3 vela_wlan_create_ap_imp radio-profile name radiof", delete_entered, delete_left,
           "6 vela_wlan_create_ap_imp rollback success", closed, create_left},
          false});
@@ -493,6 +495,64 @@ TEST_F(Wlan, RecordsEveryFailureOfCreatingInItsOwnWords) {
         EXPECT_EQ(first, record.empty() ? "" : "3 vela_wlan_create_ap_imp " + record);
         EXPECT_EQ(outcome.code, record.empty() ? 0 : 1);
     }
+}
+
+// The pass phrase, what the service and the router say to its command, and the record of that.
+struct SecretRow {
+    const char* name;
+    std::string phrase;
+    std::string refusal;
+    Text output;
+    std::string recorded_refusal;
+    std::string recorded_output;
+};
+
+std::ostream& operator<<(std::ostream& out, const SecretRow& row) { return out << row.name; }
+
+class WlanSecret : public Wlan, public testing::WithParamInterface<SecretRow> {};
+
+TEST_P(WlanSecret, IsInNoRecord) {
+    const SecretRow& row = GetParam();
+    Circumstances circumstances{WlanRouter{}.table()};
+    const std::size_t step = 1 + create_probes.size() + 23;
+    circumstances.table.AtNth(step, {row.output, row.refusal});
+    const Outcome outcome = run(create_ap(secured(row.phrase)), circumstances);
+
+    EXPECT_EQ(outcome.code, 1);
+    ASSERT_GT(outcome.sent.size(), step);
+    EXPECT_EQ(outcome.sent[step],
+              "wpa2 authentication-method psk pass-phrase cipher " + row.phrase + " encryption-method ccmp");
+    EXPECT_THAT(outcome.said, testing::Contains("3 vela_cli_execute_imp " + row.recorded_refusal +
+                                                ",command = wpa2 authentication-method psk pass-phrase cipher ******* "
+                                                "encryption-method ccmp, choice = (null), result = " +
+                                                row.recorded_output));
+    for (const std::string& said : outcome.said)
+        EXPECT_EQ(said.find(row.phrase), std::string::npos) << said;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, WlanSecret,
+    testing::Values(SecretRow{"NotEchoed", "s3cret99", "refused", "Error: busy", "refused", "Error: busy"},
+                    SecretRow{"WithoutOutput", "s3cret99", "refused", {}, "refused", "(null)"},
+                    SecretRow{"InTheOutput", "s3cret99", "refused", "cipher s3cret99 encryption\n   ^ s3cret99?",
+                              "refused", "cipher ******* encryption\\n   ^ *******?"},
+                    SecretRow{"InTheServicesWords", "s3cret99", "wrong value s3cret99.", "no", "wrong value *******.",
+                              "no"},
+                    SecretRow{"Short", "key!", "key! is short", "key!key!", "******* is short", "**************"},
+                    SecretRow{"WithBlanks", "correct horse  battery", "unknown word \"horse\"",
+                              "correct horse  battery", "unknown word \"*******\"", "*******"},
+                    SecretRow{"InLinesOfTheOutput", "s3cret99", "refused", "cipher s3c\r\nret9\n9 ccmp", "refused",
+                              "cipher ******* ccmp"},
+                    SecretRow{"CutByTheLengthOfTheWords", "s3cret99", std::string(95, 'w') + "s3cret99", "no",
+                              std::string(95, 'w') + "****", "no"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(Wlan, AnEmptyPassPhraseHidesNothing) {
+    Circumstances circumstances{WlanRouter{}.table()};
+    circumstances.table.AtNth(1 + create_probes.size() + 23, test::RejectsPrinting("E!"));
+    EXPECT_THAT(run(create_ap(secured("")), circumstances).said,
+                testing::Contains("3 vela_cli_execute_imp refused,command = wpa2 authentication-method psk pass-phrase "
+                                  "cipher  encryption-method ccmp, choice = (null), result = E!"));
 }
 
 // Deleting ----------------------------------------------------------------------------------------------------------
@@ -587,7 +647,7 @@ TEST_F(Wlan, DeletingWhatIsGoneFailsWhereTheRadioRefusesIt) {
                         return
                         return)"),
                     Lines{delete_entered, "6 get_vlan_id_by_vap_id vlan  vela_vlan_1_0  does not exsit"} + lines(R"(
-                        3 vela_cli_execute_imp refused,command = undo service-set name vela_service_set_1_0, choice = , result = Error: none
+                        3 vela_cli_execute_imp refused,command = undo service-set name vela_service_set_1_0, choice = (null), result = Error: none
                         3 undo_cfg_on_wlan_radio undo service-set name vela_service_set_1_0
                         3 get_wlan_bss_id_by_wlan_bss_description check_rule_exsit(Wlan-Bss interface, display interface ?)
                         6 undo_interface_wlan_bss wlan-bss id get failed)") +
@@ -618,17 +678,17 @@ TEST_F(Wlan, DeletesTheRestWhenEveryRemovalIsRefused) {
                         system-view)") +
                         delete_service_set + delete_bss + delete_vlan + delete_end,
                     Lines{delete_entered} + lines(R"(
-                        3 vela_cli_execute_imp refused,command = interface Vlanif 2, choice = , result =<blank>
+                        3 vela_cli_execute_imp refused,command = interface Vlanif 2, choice = (null), result = (null)
                         3 undo_vlanif interface Vlanif 2
-                        3 vela_cli_execute_imp refused,command = undo service-set name vela_service_set_1_0, choice = , result =<blank>
+                        3 vela_cli_execute_imp refused,command = undo service-set name vela_service_set_1_0, choice = (null), result = (null)
                         3 undo_cfg_on_wlan_radio undo service-set name vela_service_set_1_0
-                        3 vela_cli_execute_imp refused,command = undo service-set name vela_service_set_1_0, choice = , result =<blank>
+                        3 vela_cli_execute_imp refused,command = undo service-set name vela_service_set_1_0, choice = (null), result = (null)
                         3 undo_service_set_and_secf undo service-set name vela_service_set_1_0
-                        3 vela_cli_execute_imp refused,command = undo security-profile name vela_secf_1_Wlan-Radio0/0/0, choice = , result =<blank>
+                        3 vela_cli_execute_imp refused,command = undo security-profile name vela_secf_1_Wlan-Radio0/0/0, choice = (null), result = (null)
                         3 undo_service_set_and_secf undo security-profile name vela_secf_1_Wlan-Radio0/0/0
-                        3 vela_cli_execute_imp refused,command = undo interface Wlan-Bss 1, choice = , result =<blank>
+                        3 vela_cli_execute_imp refused,command = undo interface Wlan-Bss 1, choice = (null), result = (null)
                         3 undo_interface_wlan_bss undo interface Wlan-Bss 1
-                        3 vela_cli_execute_imp refused,command = undo vlan 2, choice = , result =<blank>
+                        3 vela_cli_execute_imp refused,command = undo vlan 2, choice = (null), result = (null)
                         3 undo_vlan undo vlan 2)") +
                         Lines{delete_left},
                     true});

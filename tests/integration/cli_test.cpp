@@ -506,7 +506,7 @@ TEST_P(CliExecuteReply, IsJudged) {
 Record execute_failed(const std::string& error, const std::string& output) {
     return failure(execute_function, error + ",command = display x, choice = \"a\":\"1\", result = " + output);
 }
-Record execute_refused(const std::string& error) { return execute_failed(error, ""); }
+Record execute_refused(const std::string& error) { return execute_failed(error, "(null)"); }
 
 INSTANTIATE_TEST_SUITE_P(
     Reply, CliExecuteReply,

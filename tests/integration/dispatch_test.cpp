@@ -371,7 +371,7 @@ TEST_F(Dispatch, AMessageShorterThanItsLengthIsCompletedByZerosOrTheMessageBefor
         return sim::Answer{encode_reply(request.message, {.items = opened(granted_session)}).substr(0, sim::head_size)};
     });
     EXPECT_EQ(request_kind("session.open").call(), VELA_ERROR);
-    expect_log({failure("vela_session_open_imp", "err description = ")});
+    expect_log({failure("vela_session_open_imp", "err description = (null)")});
 }
 
 TEST_F(Dispatch, ASingleByteRepeatsTheHeaderBeforeIt) {

@@ -31,8 +31,8 @@ protected:
     static Lines Said() { return LinesOf(Records()); }
 
     // The record of a command that the router refuses.
-    static std::string Refused(const std::string& command, const std::string& output = "",
-                               const std::string& choice = "") {
+    static std::string Refused(const std::string& command, const std::string& output = "(null)",
+                               const std::string& choice = "(null)") {
         return "3 vela_cli_execute_imp refused,command = " + command + ", choice = " + choice + ", result = " + output;
     }
 

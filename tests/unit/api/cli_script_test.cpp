@@ -148,7 +148,7 @@ TEST_F(Helper, FindsNothingWhenTheDisplayIsRefused) {
                                     "3 check_rule_exsit display x, result = no x, but wlan 1"));
     Play(CliTable().At("display x", Rejects()));
     EXPECT_FALSE(check_rule_exsit("wlan 1", "display x"));
-    EXPECT_THAT(Said(), ElementsAre(Refused("display x"), "3 check_rule_exsit display x, result = "));
+    EXPECT_THAT(Said(), ElementsAre(Refused("display x"), "3 check_rule_exsit display x, result = (null)"));
 }
 
 // ---- ranges ----
@@ -211,7 +211,7 @@ TEST_F(IdRange, TakesMarksOfAnyLength) {
 TEST_F(IdRange, FailsWithoutTheKeyword) {
     for (const char* const help : {"<2-10>", "INTEGE<2-10>", "integer<2-10>", "x"}) {
         EXPECT_EQ(Read(help), std::nullopt) << help;
-        EXPECT_THAT(Said(), ElementsAre("3 get_id_range pINTEGER = "));
+        EXPECT_THAT(Said(), ElementsAre("3 get_id_range pINTEGER = (null)"));
     }
 }
 
@@ -258,14 +258,14 @@ TEST_F(IdRange, FailsWhenTheHelpIsRefused) {
     for (const CliReply& reply : {Rejects(), RejectsPrinting("INTEGER<2-10>")}) {
         Play(CliTable().At("vlan ?", reply));
         EXPECT_EQ(Ask(), std::nullopt);
-        EXPECT_THAT(Said(), ElementsAre(Refused("vlan ?", reply.output.value_or("")), "3 get_id_range vlan ?"));
+        EXPECT_THAT(Said(), ElementsAre(Refused("vlan ?", reply.output.value_or("(null)")), "3 get_id_range vlan ?"));
     }
 }
 
 TEST_F(IdRange, FailsWithoutHelp) {
     Play({});
     EXPECT_EQ(Ask(), std::nullopt);
-    EXPECT_THAT(Said(), ElementsAre("3 get_id_range result = "));
+    EXPECT_THAT(Said(), ElementsAre("3 get_id_range result = (null)"));
 }
 
 // ---- the radio's range of WLAN ids ----
@@ -426,10 +426,11 @@ TEST_F(AclNumber, IsMissingWhenTheListsAreNotShown) {
                             "3 get_vela_acl_num display acl all, acl_cfg = Advanced ACL vela_Cellular0/0/0_acl 3998"));
     Play(CliTable().At("display acl all", Rejects()));
     EXPECT_EQ(Ask(), std::nullopt);
-    EXPECT_THAT(Said(), ElementsAre(Refused("display acl all"), "3 get_vela_acl_num display acl all, acl_cfg = "));
+    EXPECT_THAT(Said(),
+                ElementsAre(Refused("display acl all"), "3 get_vela_acl_num display acl all, acl_cfg = (null)"));
     Play({});
     EXPECT_EQ(Ask(), std::nullopt);
-    EXPECT_THAT(Said(), ElementsAre("3 get_vela_acl_num display acl all, acl_cfg = "));
+    EXPECT_THAT(Said(), ElementsAre("3 get_vela_acl_num display acl all, acl_cfg = (null)"));
 }
 
 } // namespace

@@ -11,6 +11,7 @@
 
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
@@ -341,12 +342,21 @@ TEST_F(CliExecute, SaysThatAnotherAnswerCame) {
                                                 "ack cmd is error!,command = x, choice = , result = o")));
 }
 
-TEST_F(CliExecute, PrintsNothingForMissingChoicesAndOutput) {
+TEST_F(CliExecute, RecordsAnApplicationsCommandAsItIs) {
+    peer.Script({Refused(18, "no", Text(9, "cipher s3cret99?"))});
+    EXPECT_EQ(Execute("wpa2 authentication-method psk pass-phrase cipher s3cret99 encryption-method ccmp"), 1);
+    EXPECT_THAT(TakeRecords(),
+                ElementsAre(Says(kError, "vela_cli_execute_imp",
+                                 "no,command = wpa2 authentication-method psk pass-phrase cipher s3cret99 "
+                                 "encryption-method ccmp, choice = (null), result = cipher s3cret99?")));
+}
+
+TEST_F(CliExecute, ShowsThatChoicesAndOutputAreMissing) {
     peer.Script({Refused(18, "no")});
     EXPECT_EQ(Execute("x", nullptr), 1);
     EXPECT_EQ(output, nullptr);
     EXPECT_THAT(TakeRecords(),
-                ElementsAre(Says(kError, "vela_cli_execute_imp", "no,command = x, choice = , result = ")));
+                ElementsAre(Says(kError, "vela_cli_execute_imp", "no,command = x, choice = (null), result = (null)")));
 }
 
 TEST_F(CliExecute, SurvivesEveryAllocationThatFailsAfterTheRequest) {
@@ -376,6 +386,28 @@ TEST_F(CliExecute, SurvivesEveryAllocationThatFailsAfterTheRequest) {
     EXPECT_TRUE(sawMemory);
 }
 
+TEST_F(CliExecute, ReportsThatMemoryIsUsedUpBeforeItSends) {
+    int failures = 0;
+    for (int nth = 1;; ++nth) {
+        std::int32_t code = 0;
+        {
+            const Fail memory(Call::Allocate, ENOMEM, nth);
+            code = Execute("x", "\"a key that is long enough\":\"a value that is long enough\"");
+        }
+        const std::vector<Record> records = TakeRecords();
+        if (code != 12) { // the request's own elements
+            EXPECT_EQ(code, 1);
+            EXPECT_THAT(records, Contains(Says(kError, "vela_cli_execute_imp", "tlv init failed")));
+            break;
+        }
+        ++failures;
+        EXPECT_EQ(output, nullptr);
+        EXPECT_THAT(records, ElementsAre(Says(kError, "vela_cli_execute_imp", "memory use out, malloc failed")));
+    }
+    EXPECT_GE(failures, 5); // the quotes, and each text twice
+    EXPECT_THAT(Sends(), IsEmpty());
+}
+
 // ---- save ----
 
 using CliSave = Cli;
@@ -394,9 +426,10 @@ TEST_F(CliSave, RunsSaveOnTheOpenChannel) {
 TEST_F(CliSave, FailsOnTheOpenChannelWithTheCodeOfTheCommand) {
     peer.Script({Refused(18, "disk full")});
     EXPECT_EQ(vela_cli_save_imp(), 1);
-    EXPECT_THAT(TakeRecords(), ElementsAre(Says(kError, "vela_cli_execute_imp",
-                                                "disk full,command = save, choice = \"continue\":\"y\", result = "),
-                                           Says(kError, "vela_cli_save_imp", kSaveFailed)));
+    EXPECT_THAT(TakeRecords(),
+                ElementsAre(Says(kError, "vela_cli_execute_imp",
+                                 "disk full,command = save, choice = \"continue\":\"y\", result = (null)"),
+                            Says(kError, "vela_cli_save_imp", kSaveFailed)));
     EXPECT_EQ(g_bCliIsOpen, 1);
 }
 

@@ -211,8 +211,8 @@ TEST_P(EventRequest, ThatIsRefusedIsReportedOnceInTheServicesWords) {
         VerdictRow{1, Int(1, 1) + Text(2, std::string(100, 'w')), std::string(99, 'w')},
         VerdictRow{1, Int(1, 1) + Text(2, std::string(3000, 'w')), std::string(99, 'w')},
         VerdictRow{1, Int(1, 1) + Text(2, ""), ""},
-        VerdictRow{1, Int(1, 1), ""}, // a refusal without words
-        VerdictRow{1, Int(1, 1) + Data(2, Hex("'words'")), ""},
+        VerdictRow{1, Int(1, 1), "(null)"}, // a refusal without words
+        VerdictRow{1, Int(1, 1) + Data(2, Hex("'words'")), "(null)"},
         VerdictRow{1, Text(2, "without a return code"), "without a return code"},
         VerdictRow{1, Data(1, Hex("00 00")) + Text(2, "with half a return code"), "with half a return code"},
         VerdictRow{0, Int(1, 0), "ack cmd is error!"},

@@ -120,16 +120,18 @@ TEST_F(SessionControl, OpenFailsWhenTheRequestCannotBeBuilt) {
     EXPECT_THAT(Sends(), IsEmpty());
 }
 
-TEST_F(SessionControl, OpenRefusesANameWithoutItsNul) {
-    tagVELA_SESSION_CFG_T cfg = Config();
-    std::memset(cfg.client_name, 'n', sizeof cfg.client_name);
-    EXPECT_EQ(Open(cfg), 1);
-    EXPECT_THAT(TakeRecords(), SizeIs(1));
-    EXPECT_THAT(Sends(), IsEmpty());
-    cfg.client_name[63] = '\0';
-    peer.Script({Granted(1)});
-    EXPECT_EQ(Open(cfg), 0);
-    EXPECT_EQ(Decode(peer.Requests().at(0)).elements.at(1).Text(), std::string(63, 'n'));
+TEST_F(SessionControl, OpenSendsANameThatFillsItsField) {
+    for (const std::size_t length : {63U, 64U}) {
+        tagVELA_SESSION_CFG_T cfg = Config(std::string(length, 'n').c_str());
+        std::memset(cfg.client_name, 'n', length);
+        cfg.type = 0; // stands right behind the name, and no byte of it is sent
+        peer.Script({Granted(1)});
+        EXPECT_EQ(Open(cfg), 0);
+        const Element sent = Decode(peer.TakeRequests().at(0)).elements.at(1);
+        EXPECT_EQ(sent.Text(), std::string(length, 'n'));
+        EXPECT_EQ(sent.value.size(), length + 1);
+        g_bSessionIsOpen = 0;
+    }
 }
 
 TEST_F(SessionControl, OpenSendsAnEmptyName) {
@@ -189,7 +191,7 @@ TEST_F(SessionControl, OpenFailsWhenTheServiceRefuses) {
     for (const Bytes& reply : {Int(1, 2) + Int(2, 5) + Text(3, "full") + Int(4, 1), Int(1, 4) + Int(2, 0) + Int(4, 1),
                                Int(1, 2) + Int(4, 1), Int(2, 0) + Int(4, 1), Bytes{}}) {
         peer.Script({ControlReply(reply)});
-        ExpectOpenFails("err description = "); // the request holds no description
+        ExpectOpenFails("err description = (null)"); // the request holds no description
     }
 }
 
@@ -317,7 +319,7 @@ TEST_F(SessionClose, FailsWhenTheServiceRefuses) {
     for (const Bytes& reply :
          {Int(1, 4) + Int(2, 5) + Text(3, "busy"), Int(1, 2) + Int(2, 0), Int(1, 4), Int(2, 0), Bytes{}}) {
         peer.Script({ControlReply(reply)});
-        ExpectCloseFails("tlv parse, err description = ");
+        ExpectCloseFails("tlv parse, err description = (null)");
     }
 }
 
@@ -415,7 +417,7 @@ TEST_F(SessionKeepalive, SaysWhatTheServiceRefusedWith) {
          "keep alive parse tlv, err description =  SDK_CTRL_TLV_RET = 0 SDK_CTRL_TLV_MSG_TYPE = 4"},
         {Text(3, "odd"),
          "keep alive parse tlv, err description = odd SDK_CTRL_TLV_RET = -1 SDK_CTRL_TLV_MSG_TYPE = -1"},
-        {Bytes{}, "keep alive parse tlv, err description =  SDK_CTRL_TLV_RET = -1 SDK_CTRL_TLV_MSG_TYPE = -1"},
+        {Bytes{}, "keep alive parse tlv, err description = (null) SDK_CTRL_TLV_RET = -1 SDK_CTRL_TLV_MSG_TYPE = -1"},
     };
     for (const Row& row : rows) {
         peer.Script({ControlReply(row.reply)});

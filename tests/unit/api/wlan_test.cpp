@@ -202,7 +202,7 @@ TEST_F(Wlan, NoWlanBssInterfaceIsFreeWhereTheAnswersAreMissing) {
     std::int32_t bss = -77;
     Play(BssTable("x").At("interface Wlan-Bss ?", SaysNothing()));
     EXPECT_FALSE(get_valid_wlan_bss_id(&bss));
-    EXPECT_THAT(Said(), ElementsAre("3 get_id_range result = ", "3 get_valid_wlan_bss_id get wlan-Bss id range"));
+    EXPECT_THAT(Said(), ElementsAre("3 get_id_range result = (null)", "3 get_valid_wlan_bss_id get wlan-Bss id range"));
     Play(BssTable("x").At(kBssUsed, RejectsPrinting("no")));
     EXPECT_FALSE(get_valid_wlan_bss_id(&bss));
     EXPECT_THAT(Said(), ElementsAre(Refused(kBssUsed, "no"), std::string("3 get_valid_wlan_bss_id ") + kBssUsed));
@@ -443,8 +443,8 @@ protected:
             EXPECT_FALSE(step()) << rows[nth].line;
             EXPECT_EQ(Sent(), lines) << rows[nth].line;
             Lines said = rows[nth].records;
-            said.insert(said.begin(),
-                        Refused(rows[nth].line.substr(0, rows[nth].line.find(" [")), "E!", rows[nth].choice));
+            said.insert(said.begin(), Refused(rows[nth].line.substr(0, rows[nth].line.find(" [")), "E!",
+                                              rows[nth].choice.empty() ? "(null)" : rows[nth].choice));
             EXPECT_EQ(Said(), said) << rows[nth].line;
         }
     }

@@ -141,8 +141,8 @@ TEST(FormatedMsg, IsCutAt4095Characters) {
     }
 }
 
-TEST(Printable, GivesNothingForAMissingText) {
-    EXPECT_STREQ(printable(nullptr), "");
+TEST(Printable, ShowsAMissingTextAsTheFormattingDoes) {
+    EXPECT_STREQ(printable(nullptr), "(null)");
     EXPECT_STREQ(printable("x"), "x");
 }
 

@@ -492,7 +492,7 @@ TEST(OpsVerdictText, ThatIsMissingOrHasNoNulIsNoText) {
         const Sequence reply(Int(0, 12) + Int(1, 5) + text);
         char out[kErrorTextSize] = {};
         EXPECT_EQ(ops_check_err(reply, 12, out), 0);
-        EXPECT_STREQ(out, "");
+        EXPECT_STREQ(out, "(null)");
     }
 }
 
