@@ -58,6 +58,15 @@ struct Query {
 
 constexpr std::size_t kUnknownSize = SIZE_MAX; // a buffer whose size only the caller knows
 
+constexpr std::int32_t kElementHead = 8;
+
+// The longest value that one reply can carry beside its result code and so many other items, whose values take so many
+// bytes at least. A last field whose width is the service's is as wide, so nothing is refused and nothing overruns.
+constexpr std::size_t longest_value(std::int32_t others, std::int32_t theirBytes = 0) {
+    constexpr std::int32_t kResultCode = kElementHead + 4;
+    return static_cast<std::size_t>(Elements::kMost - kResultCode - others * kElementHead - theirBytes - kElementHead);
+}
+
 // A row with no fields in the table, for the queries that fill their records themselves.
 constexpr Query query_without_fields(const char* worker, Module module, std::int32_t operation, NullRecord nullRecord,
                                      std::uint32_t nullResult, std::size_t recordSize) {

@@ -25,6 +25,7 @@ using Connection = tagLTE_CONNECTION_INFO;
 static_assert(offsetof(Connection, item6) == 0 && offsetof(Connection, item7) == 4 &&
               offsetof(Connection, item8) == 68 && offsetof(Connection, item9) == 84 &&
               offsetof(Connection, item10) == 88 && offsetof(Connection, item11) == 92);
+static_assert(sizeof(Connection::item11) == longest_value(5));
 
 constexpr Field kConnectionFields[] = {
     QUERY_FIELD(Connection, item6, 6, Raw),   QUERY_FIELD(Connection, item7, 7, Raw),
@@ -36,6 +37,7 @@ constexpr Query kConnection = query_of("vela_lte_get_lte_info", MODULE_LTE, 2, N
 
 using Sms = tagLTE_SMS_INFO;
 static_assert(offsetof(Sms, item6) == 0 && offsetof(Sms, item7) == 32);
+static_assert(sizeof(Sms::item7) == longest_value(1, 1)); // the other text's NUL
 
 constexpr Field kSmsFields[] = {QUERY_FIELD(Sms, item6, 6, String), QUERY_FIELD(Sms, item7, 7, String)};
 constexpr Query kSms =

@@ -4,6 +4,8 @@
 
 namespace {
 
+static_assert(VELA_ESN_SIZE == longest_value(0) + 1);
+
 constexpr Field kEsnFields[] = {{5, Style::Optional, 0}};
 constexpr Query kEsn =
     query_of("vela_get_dev_esn", MODULE_DEVICE, 1, NullRecord::Named, VELA_ERROR_PARAM, kUnknownSize, kEsnFields);

@@ -8,6 +8,7 @@ using Location = tagGPS_LOCATION_INFO;
 static_assert(offsetof(Location, item5) == 0 && offsetof(Location, item6) == 4 && offsetof(Location, item7) == 8 &&
               offsetof(Location, item8) == 16 && offsetof(Location, item9) == 24 && offsetof(Location, item10) == 32 &&
               offsetof(Location, item11) == 36 && offsetof(Location, item12) == 40 && alignof(Location) == 8);
+static_assert(sizeof(Location::item12) == longest_value(7));
 
 constexpr Field kLocationFields[] = {
     QUERY_FIELD(Location, item5, 5, Raw),   QUERY_FIELD(Location, item6, 6, Raw),
@@ -21,6 +22,7 @@ constexpr Query kLocation = query_of("vela_gps_get_gps_location", MODULE_GPS, 1,
 using Station = WLAN_STATION_INFO_tag;
 static_assert(offsetof(Station, item5) == 0 && offsetof(Station, item6) == 4 && offsetof(Station, item7) == 68 &&
               offsetof(Station, item8) == 72 && offsetof(Station, item9) == 76 && offsetof(Station, item10) == 93);
+static_assert(sizeof(Station::item10) == longest_value(5));
 
 constexpr Field kStationFields[] = {
     QUERY_FIELD(Station, item5, 5, Raw), QUERY_FIELD(Station, item6, 6, Raw), QUERY_FIELD(Station, item7, 7, Raw),

@@ -30,7 +30,6 @@ constexpr std::int32_t kCount = 5;
 constexpr std::int32_t kSetResult = 6;
 constexpr std::int32_t kFirstAccount = 7;
 constexpr std::int32_t kAccountSize = 66;
-constexpr std::int32_t kElementHead = 8;
 // Behind the three numbers of 4 bytes that the request begins with.
 constexpr std::int32_t kMostAccountsSent = (Elements::kMost - 3 * (kElementHead + 4)) / (kElementHead + kAccountSize);
 static_assert(kMostAccountsSent == 107);

@@ -23,7 +23,7 @@ constexpr char kPrinting[] = "nac_get_access_by_mac"; // prints what it found
 
 // The records that the queries fill; the accounts are also what is set.
 struct Records {
-    char esn[128];
+    char esn[VELA_ESN_SIZE];
     std::uint32_t status;
     std::int32_t backup;
     tagGPS_LOCATION_INFO location;

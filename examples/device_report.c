@@ -56,7 +56,7 @@ static void print_numbers(const int32_t* numbers, size_t count) {
 /* The facts, in the order of qel_api.h. Each record is cleared first, so that no text is without its end. */
 
 static bool print_serial_number(void) {
-    char esn[128] = "";
+    char esn[VELA_ESN_SIZE] = "";
 
     if (!succeeded("vela_dev_get_esn", vela_dev_get_esn(esn)))
         return false;

@@ -115,7 +115,7 @@ template <class Numbers> std::string joined(const Numbers& numbers) {
 // The facts, in the order of qel_api.h. Each record is cleared first, so that no text is without its end.
 
 void print_serial_number() {
-    char esn[128] = "";
+    char esn[VELA_ESN_SIZE] = "";
     check("vela_dev_get_esn", vela_dev_get_esn(esn));
     line("serial number") << text(esn) << '\n';
 }

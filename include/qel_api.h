@@ -360,20 +360,28 @@ VELA_EXPORT int32_t vela_syslog(const char* text1, const char* text2, const char
  * Device queries
  *
  * Each asks the service one question and fills a record of the caller's. The meaning and units of most values are the
- * service's; the library moves bytes. Each waits for the service, at most 60 seconds, and needs about 16 KiB of stack.
+ * service's; the library moves bytes. Each waits for the service, at most 60 seconds, and needs about 16 KiB of stack
+ * besides the record.
  *
  * All of them return VELA_OK; VELA_ERROR_NO_SESSION; VELA_ERROR_ENCODE: the request could not be built or is too long;
  * VELA_ERROR: not sent, not answered, or the reply lacks an item; the service's own code, as it is, when the service
  * reports an error, and 0xFFFFFFFF when it reports nothing. What else a query returns is said there. On a failure the
  * record is untouched, but for items that were filled in before one was found missing. Where "number" is said of an
- * item it is 0xFFFFFFFF, or -1, when the reply lacks it. Nothing is written past the end of a record. The width of an
- * item that is called the service's own is generous here; a longer one counts as missing.
+ * item it is 0xFFFFFFFF, or -1, when the reply lacks it. Nothing is written past the end of a record as it is declared
+ * here.
+ *
+ * The last item of some records is as wide as the service makes it. Here it has all the width that one reply can carry,
+ * so none is too long. No more of it is written than the service sent, and how much that was is not told: clear the
+ * record before. A program that knows its router may pass a smaller record of its own, with the same fields and the
+ * last one no narrower than what that router sends.
  */
 
+#define VELA_ESN_SIZE 7981 /* bytes of the longest serial number that one reply can carry, and of a NUL behind it */
+
 /*
- * The serial number, a text, into esn. The library does not know the buffer's size: 128 bytes are enough for any
- * device. A reply without the item leaves esn alone and is VELA_OK. VELA_ERROR_PARAM: esn is null, asked before
- * anything else.
+ * The serial number, a text, into esn. The library neither knows the buffer's size nor adds a NUL: a cleared buffer of
+ * VELA_ESN_SIZE bytes holds whatever a reply carries, with a NUL behind it. A reply without the item leaves esn alone
+ * and is VELA_OK. VELA_ERROR_PARAM: esn is null, asked before anything else.
  */
 VELA_EXPORT uint32_t vela_dev_get_esn(char* esn);
 
@@ -397,7 +405,7 @@ typedef struct tagGPS_LOCATION_INFO {
     uint8_t item9[8];
     uint8_t item10[4];
     uint8_t item11[4];
-    uint8_t item12[64]; /* as wide as the service's own */
+    uint8_t item12[7924]; /* as wide as one reply can carry */
 } tagGPS_LOCATION_INFO;
 
 /* The device's location. VELA_ERROR_PARAM: info is null. */
@@ -408,8 +416,8 @@ typedef struct WLAN_STATION_INFO_tag {
     char item6[64]; /* a text */
     uint32_t item7;
     uint32_t item8;
-    char item9[17];   /* a text without room for a NUL */
-    char item10[163]; /* a text as wide as the service's own */
+    char item9[17];    /* a text without room for a NUL */
+    char item10[7940]; /* a text as wide as one reply can carry; without a NUL when the service sends none */
 } WLAN_STATION_INFO_tag;
 
 /* One station of the WLAN. VELA_ERROR_NO_SESSION: info is null, too. */
@@ -442,7 +450,7 @@ typedef struct tagLTE_CONNECTION_INFO {
     char item8[16]; /* a text */
     uint32_t item9;
     uint32_t item10;
-    uint8_t item11[64]; /* as wide as the service's own */
+    uint8_t item11[7940]; /* as wide as one reply can carry */
 } tagLTE_CONNECTION_INFO;
 
 /* The state of a cellular interface, Cellular0/0/0 when ifName is null. VELA_ERROR_PARAM: info is null. */
@@ -450,7 +458,7 @@ VELA_EXPORT uint32_t vela_cellular_GetInfo(const char* ifName, tagLTE_CONNECTION
 
 typedef struct tagLTE_SMS_INFO {
     char item6[32];   /* a text */
-    char item7[2016]; /* a text as wide as the service's own */
+    char item7[7971]; /* a text as wide as one reply can carry, its NUL included */
 } tagLTE_SMS_INFO;
 
 /* A stored short message, by its index. VELA_ERROR_PARAM: info is null. */

@@ -199,7 +199,7 @@ template <auto query, const auto& fields> Json ask_record(const char* call) {
 }
 
 Json ask_serial_number(const std::string&) {
-    char esn[128] = "";
+    char esn[VELA_ESN_SIZE] = "";
     check_query("vela_dev_get_esn", vela_dev_get_esn(esn));
     return value_of(esn);
 }

@@ -1,6 +1,6 @@
 /*
- * The layout of every record that a query fills: each field's offset and width, and the size where it is fixed. The
- * same on every target, so this file is compiled for several of them.
+ * The layout of every record that a query fills: each field's offset and width, and the size. The same on every target,
+ * so this file is compiled for several of them.
  */
 #include "qel_api.h"
 
@@ -9,8 +9,6 @@
 #define FIELD(record, field, at, width)                                                                                \
     _Static_assert(offsetof(record, field) == (at), #record "." #field " is not at " #at);                             \
     _Static_assert(sizeof(((record*)0)->field) == (width), #record "." #field " is not " #width " bytes wide")
-#define LAST_FIELD(record, field, at)                                                                                  \
-    _Static_assert(offsetof(record, field) == (at), #record "." #field " is not at " #at)
 #define SIZE(record, size) _Static_assert(sizeof(record) == (size), #record " is not " #size " bytes")
 
 FIELD(tagGPS_LOCATION_INFO, item5, 0, 4);
@@ -20,7 +18,8 @@ FIELD(tagGPS_LOCATION_INFO, item8, 16, 8);
 FIELD(tagGPS_LOCATION_INFO, item9, 24, 8);
 FIELD(tagGPS_LOCATION_INFO, item10, 32, 4);
 FIELD(tagGPS_LOCATION_INFO, item11, 36, 4);
-LAST_FIELD(tagGPS_LOCATION_INFO, item12, 40);
+FIELD(tagGPS_LOCATION_INFO, item12, 40, 7924);
+SIZE(tagGPS_LOCATION_INFO, 7968);
 _Static_assert(_Alignof(tagGPS_LOCATION_INFO) == 8, "tagGPS_LOCATION_INFO is not 8-byte aligned");
 
 FIELD(WLAN_STATION_INFO_tag, item5, 0, 4);
@@ -28,7 +27,8 @@ FIELD(WLAN_STATION_INFO_tag, item6, 4, 64);
 FIELD(WLAN_STATION_INFO_tag, item7, 68, 4);
 FIELD(WLAN_STATION_INFO_tag, item8, 72, 4);
 FIELD(WLAN_STATION_INFO_tag, item9, 76, 17);
-LAST_FIELD(WLAN_STATION_INFO_tag, item10, 93);
+FIELD(WLAN_STATION_INFO_tag, item10, 93, 7940);
+SIZE(WLAN_STATION_INFO_tag, 8036);
 
 FIELD(tagLTE_BREIFINFO_T, text0, 0, 33);
 FIELD(tagLTE_BREIFINFO_T, item5, 33, 33);
@@ -52,10 +52,12 @@ FIELD(tagLTE_CONNECTION_INFO, item7, 4, 64);
 FIELD(tagLTE_CONNECTION_INFO, item8, 68, 16);
 FIELD(tagLTE_CONNECTION_INFO, item9, 84, 4);
 FIELD(tagLTE_CONNECTION_INFO, item10, 88, 4);
-LAST_FIELD(tagLTE_CONNECTION_INFO, item11, 92);
+FIELD(tagLTE_CONNECTION_INFO, item11, 92, 7940);
+SIZE(tagLTE_CONNECTION_INFO, 8032);
 
 FIELD(tagLTE_SMS_INFO, item6, 0, 32);
-LAST_FIELD(tagLTE_SMS_INFO, item7, 32);
+FIELD(tagLTE_SMS_INFO, item7, 32, 7971);
+SIZE(tagLTE_SMS_INFO, 8003);
 
 FIELD(tagACCESS_USER_BREIFINFO_T, user_ip, 0, 4);
 FIELD(tagACCESS_USER_BREIFINFO_T, reserved, 4, 8);

@@ -50,7 +50,7 @@ const std::vector<Query>& queries() {
          "01 0b 02 00 00 24 00 07  04 00 00 1c"
          "01 00 00 00 04 00 00 00  08 00 00 00"
          "02 00 00 00 04 00 00 00  01 00 00 00",
-         128,
+         VELA_ESN_SIZE,
          "",
          {{"esn", 5, 0, Style::optional_raw, text("2102350QEL000017")}},
          {}},

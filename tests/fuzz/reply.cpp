@@ -25,12 +25,10 @@ void read_text(char* text) {
     vela_free(text);
 }
 
-constexpr std::size_t whole_frame = 8'012; // for a text whose size only the service knows
-
 void query() {
-    fill_bytes(whole_frame, [](char* esn) { vela_dev_get_esn(esn); });
-    fill_bytes(whole_frame, [](char* at) { vela_dev_get_acc_status(reinterpret_cast<std::uint32_t*>(at)); });
-    fill_bytes(whole_frame, [](char* at) { vela_dev_backup_cfg(reinterpret_cast<std::int32_t*>(at)); });
+    fill_bytes(VELA_ESN_SIZE, [](char* esn) { vela_dev_get_esn(esn); });
+    fill<std::uint32_t>([](auto* status) { vela_dev_get_acc_status(status); });
+    fill<std::int32_t>([](auto* result) { vela_dev_backup_cfg(result); });
     fill<tagGPS_LOCATION_INFO>([](auto* info) { vela_gps_GetLocation(info); });
     fill<WLAN_STATION_INFO_tag>([](auto* info) { vela_wlan_GetStationInfo(info); });
     fill<tagLTE_BREIFINFO_T>([](auto* info) { vela_arp_get_lte(info); });

@@ -110,6 +110,12 @@ class ConstantTest(unittest.TestCase):
         expected["ERROR"] = int(re.search(r"VELA_ERROR = (\d+)", HEADER).group(1))
         self.assertEqual(codes, expected)
 
+    def test_the_sizes_are_the_header_s(self):
+        defined = re.findall(r"^#define VELA_(\w+_SIZE) (\d+)", HEADER, re.MULTILINE)
+        self.assertEqual([name for name, _ in defined], ["VERSION_SIZE", "ESN_SIZE"])
+        for name, value in defined:
+            self.assertEqual(getattr(_native, name), int(value), name)
+
     def test_the_event_kinds_are_the_header_s(self):
         self.assertEqual({kind.name: kind.value for kind in qel_api.EventKind}, self.of_header("VELA_EVENT_"))
 

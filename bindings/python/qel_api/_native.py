@@ -25,6 +25,7 @@ SONAME = "libqel_api.so.2"
 PATH_VARIABLE = "QEL_API_LIBRARY"
 
 VERSION_SIZE = 22  # bytes that vela_version fills
+ESN_SIZE = 7981  # bytes of the longest serial number that one reply can carry, and of a NUL behind it
 
 
 # Records
@@ -83,7 +84,7 @@ class GpsLocation(Structure):
         ("item9", c_uint8 * 8),
         ("item10", c_uint8 * 4),
         ("item11", c_uint8 * 4),
-        ("item12", c_uint8 * 64),
+        ("item12", c_uint8 * 7924),
     ]
 
 
@@ -94,7 +95,7 @@ class WlanStation(Structure):
         ("item7", c_uint32),
         ("item8", c_uint32),
         ("item9", c_char * 17),
-        ("item10", c_char * 163),
+        ("item10", c_char * 7940),
     ]
 
 
@@ -114,12 +115,12 @@ class LteConnection(Structure):
         ("item8", c_char * 16),
         ("item9", c_uint32),
         ("item10", c_uint32),
-        ("item11", c_uint8 * 64),
+        ("item11", c_uint8 * 7940),
     ]
 
 
 class LteSms(Structure):
-    _fields_ = [("item6", c_char * 32), ("item7", c_char * 2016)]
+    _fields_ = [("item6", c_char * 32), ("item7", c_char * 7971)]
 
 
 class AccessUserBrief(Structure):

@@ -3,7 +3,8 @@
 Each is one request by the process's session and waits for the service, at most 60 seconds. The library moves the
 values without knowing them, so the records' fields have the names of qel_api.h, and what they mean is the service's
 business. A text is a str, bytes are bytes. A number that the reply lacks is 0xFFFFFFFF or -1, unless it is said to be
-left alone; here that is 0.
+left alone; here that is 0. Bytes that are as long as the service makes them have NULs behind them, up to 64 bytes; when
+there are more, they end with the last one that is not NUL.
 
 A failure is a QelError; a code of the service's own is a ServiceError. When a reply lacks an item nothing is given.
 """
@@ -29,13 +30,13 @@ _OWN_CODES = (
 )
 
 _NOT_GIVEN = 0xFFFFFFFF
-_ESN_SIZE = 128  # enough for any device
 _MAC_SIZE = 6
+_LEAST_BYTES = 64  # of those that are as long as the service makes them
 
 
 @dataclass(frozen=True)
 class Location:
-    """The device's location."""
+    """The device's location. The bytes item12 are as long as the service makes them."""
 
     item5: bytes
     item6: bytes
@@ -81,7 +82,7 @@ class CellularLink:
 
 @dataclass(frozen=True)
 class Connection:
-    """The state of a cellular interface."""
+    """The state of a cellular interface. The bytes item11 are as long as the service makes them."""
 
     item6: int
     item7: str
@@ -175,7 +176,7 @@ class CitaConfiguration:
 
 def serial_number() -> str:
     """The serial number; empty when the reply lacks it."""
-    esn = ctypes.create_string_buffer(_ESN_SIZE)
+    esn = ctypes.create_string_buffer(_native.ESN_SIZE)
     _ask("vela_dev_get_esn", esn)
     return decode(esn.value)
 
@@ -302,4 +303,8 @@ def _plain(value: Any) -> Any:
         return decode(value)
     if not isinstance(value, ctypes.Array):
         return value
-    return bytes(value) if value._type_ is ctypes.c_uint8 else tuple(tuple(entry) for entry in value)
+    if value._type_ is not ctypes.c_uint8:
+        return tuple(tuple(entry) for entry in value)
+    # How long the item was is not told. Of the NULs that the field was cleared with, no more are given than the least.
+    sent = bytes(value)
+    return sent[: max(len(sent.rstrip(b"\0")), _LEAST_BYTES)]
