@@ -3,12 +3,22 @@
 #include <fmt/format.h>
 
 #include "sim/cli_parameters.h"
+#include "sim/wire.h"
 
 namespace sim {
 
 namespace {
 
-// Values. A text's width is that of its field in the client's record, which also holds a NUL.
+// Values. A text's width is that of its field in the client's record, which also holds a NUL; or, where that field has
+// room for more than one reply carries, what the reply leaves beside its other items at their largest.
+
+constexpr std::size_t width_beside(std::initializer_list<std::size_t> others) {
+    std::size_t left = max_message_size - head_size - body_prefix_size;
+    left -= 3 * (item_head_size + 4); // module, operation, result code
+    for (const std::size_t size : others)
+        left -= item_head_size + size;
+    return left - item_head_size;
+}
 
 template <std::size_t Width> std::string short_text(const Node& node) {
     std::string value = text(node);
@@ -89,7 +99,7 @@ template <auto Member, const auto& Fields> constexpr auto part(std::string_view 
 // The rows.
 
 constexpr Field<Device> device_fields[] = {
-    field<&Device::esn, short_text<128>>("esn"),
+    field<&Device::esn, short_text<width_beside({})>>("esn"),
     field<&Device::access_status, number32>("access_status"),
     field<&Device::backup_result, signed32>("backup_result"),
 };
@@ -102,7 +112,7 @@ constexpr Field<Location> location_fields[] = {
     field<&Location::altitude, real<-1000, 100000>>("altitude"),
     field<&Location::speed, number32>("speed"),
     field<&Location::course, number32>("course"),
-    field<&Location::time, short_text<64>>("time"),
+    field<&Location::time, short_text<width_beside({4, 4, 8, 8, 8, 4, 4})>>("time"),
 };
 
 constexpr Field<Station> station_fields[] = {
@@ -111,7 +121,7 @@ constexpr Field<Station> station_fields[] = {
     field<&Station::signal, signed32>("signal"),
     field<&Station::seconds, number32>("seconds"),
     field<&Station::mac, mac>("mac"),
-    field<&Station::name, short_text<163>>("name"),
+    field<&Station::name, short_text<width_beside({4, 64, 4, 4, 17})>>("name"),
 };
 
 Station station(const Node& node) {
@@ -158,7 +168,7 @@ LteConnection connection(const Node& node) {
 constexpr Field<Sms> sms_fields[] = {
     field<&Sms::index, number32>("index"),
     field<&Sms::sender, short_text<32>>("sender"),
-    field<&Sms::text, short_text<2016>>("text"),
+    field<&Sms::text, short_text<width_beside({32})>>("text"),
 };
 
 Sms sms(const Node& node) {

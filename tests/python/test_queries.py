@@ -1,10 +1,16 @@
 """The device queries: every field of every record, and what is raised when a query fails."""
 
+import json
+import os
+import pathlib
 import struct
+import sys
+import tempfile
+import unittest
 
 import qel_api
 from qel_api import _native, queries
-from support import SessionTest, run_python
+from support import SessionTest, run, run_python
 
 MAC = bytes.fromhex("00005e005310")
 
@@ -116,6 +122,41 @@ class FactTest(SessionTest):
             printed.stdout,
             "before\nuser_ip = 3725\nssid_name = Tarkon\noline_time = 3725\nupbytes = 1048576\ndownbytes = 8388608\n"
             "behind\n",
+        )
+
+
+class LongItemTest(unittest.TestCase):
+    router = None
+
+    def test_items_are_given_whole_however_long_the_service_makes_them(self):
+        facts = {
+            "device": {"esn": "QEL" + "1" * 7952},
+            "location": {"time": "noon" + "." * 7855},
+            "stations": [{"mac": "00:00:5e:00:53:10", "name": "s" * 7821 + "!"}],
+            "messages": [{"index": 0, "text": "m" * 7914 + "!"}],
+        }
+        script = (
+            "import qel_api; from qel_api import queries\n"
+            "with qel_api.Session('long'):\n"
+            "    print(queries.serial_number())\n"
+            "    print(queries.location().item12.decode())\n"
+            "    print(queries.station().item10)\n"
+            "    print(queries.message(0).item7)\n"
+        )
+        with tempfile.TemporaryDirectory() as directory:
+            scenario = pathlib.Path(directory) / "scenario.json"
+            scenario.write_text(json.dumps({"facts": facts}))
+            options = ["--scenario", str(scenario)]
+            printed = run(os.environ["QEL_SIM"], "run", *options, "--", sys.executable, "-c", script)
+        self.assertEqual((printed.returncode, printed.stderr), (0, ""))
+        self.assertEqual(
+            printed.stdout.splitlines(),
+            [
+                facts["device"]["esn"],
+                facts["location"]["time"],
+                facts["stations"][0]["name"],
+                facts["messages"][0]["text"],
+            ],
         )
 
 

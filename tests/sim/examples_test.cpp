@@ -74,6 +74,23 @@ TEST_P(Example, ReportsEveryFact) {
               "downbytes = 8388608\n");
 }
 
+TEST_P(Example, ReportsFactsHoweverLongTheServiceMakesThem) {
+    const std::string esn(7955, 'e');
+    const std::string time(7859, 't');
+    const std::string name(7822, 'n');
+    const std::string text(7915, 'm');
+    const std::string scenario = directory / "scenario.json";
+    std::ofstream(scenario) << R"({"facts": {"device": {"esn": ")" << esn << R"("}, "location": {"time": ")" << time
+                            << R"("}, "stations": [{"mac": "00:00:5e:00:53:10", "name": ")" << name
+                            << R"("}], "messages": [{"index": 0, "text": ")" << text << R"("}]}})";
+    const Finished report = run("device_report", {}, {"--scenario", scenario});
+    EXPECT_EQ(report.code(), 0) << report.err;
+    EXPECT_THAT(report.out, StartsWith("serial number   " + esn + "\n"));
+    EXPECT_THAT(report.out, HasSubstr(", course 0, " + time + "\n"));
+    EXPECT_THAT(report.out, HasSubstr("\nstation         " + name + ", 00:00:5e:00:53:10, on \n"));
+    EXPECT_THAT(report.out, HasSubstr("\nmessage 0       : " + text + "\n"));
+}
+
 TEST_P(Example, ReportsWhatThereIsWhenAFactCannotBeHad) {
     const Finished report =
         run("device_report", {"192.168.1.99"}, {"--fault", "gps.location:error=40,text=no antenna"});

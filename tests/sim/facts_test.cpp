@@ -518,16 +518,62 @@ TEST(FactsScenario, EmptiesAListWithAnEmptyOne) {
     EXPECT_THAT(facts.voice.sip_accounts, IsEmpty());
 }
 
-// As many as one answer carries, and as long as a client's records take.
+// As many as one answer carries.
 TEST_F(FactsTest, FitTheLargestAnswers) {
     nlohmann::json calls(240, {{"port", 7}});
     nlohmann::json accounts(107, {{"user", std::string(32, 'u')}, {"registrar", std::string(32, 'r')}});
-    const nlohmann::json facts{{"voice", {{"calls", calls}, {"sip_accounts", accounts}}},
-                               {"messages", {{{"index", 0}, {"text", std::string(2015, 'x')}}}}};
+    const nlohmann::json facts{{"voice", {{"calls", calls}, {"sip_accounts", accounts}}}};
     service.apply(scenario_from_json({{"facts", facts}}));
     EXPECT_EQ(facts_of(query(9, 1)).size(), 7U + 240U);
     EXPECT_EQ(facts_of(query(9, 3)).size(), 1U + 107U);
-    EXPECT_EQ(query(6, 3, {number(5, 0)}).text(7), std::string(2015, 'x'));
+}
+
+// Texts that only the end of the answer limits, when its other items are at their largest.
+struct LongText {
+    const char* at;
+    const char* name;
+    std::size_t longest;
+    std::int32_t module;
+    std::int32_t operation;
+    Items arguments;
+    std::int32_t tag;
+
+    nlohmann::json scenario(const std::string& text) const {
+        nlohmann::json facts{{"stations", {{{"mac", "00:00:5e:00:53:01"}, {"ssid", std::string(63, 's')}}}},
+                             {"messages", {{{"index", 0}, {"sender", std::string(31, 's')}}}}};
+        facts[nlohmann::json::json_pointer(at)] = text;
+        return {{"facts", facts}};
+    }
+};
+
+const std::vector<LongText> long_texts{
+    {"/device/esn", "facts.device.esn", 7955, 8, 1, {}, 5},
+    {"/location/time", "facts.location.time", 7859, 7, 1, {}, 12},
+    {"/stations/0/name", "facts.stations[0].name", 7822, 4, 1, {}, 10},
+    {"/messages/0/text", "facts.messages[0].text", 7915, 6, 3, {number(5, 0)}, 7},
+};
+
+TEST_F(FactsTest, MayBeAsLongAsOneAnswerCarries) {
+    for (const LongText& row : long_texts) {
+        SCOPED_TRACE(row.name);
+        const std::string text(row.longest, 'x');
+        service.apply(scenario_from_json(row.scenario(text)));
+        const Message answer = query(row.module, row.operation, row.arguments);
+        EXPECT_EQ(answer.text(row.tag), text);
+        EXPECT_EQ(encode(answer).size(), max_message_size);
+    }
+}
+
+TEST(FactsScenario, RefusesATextThatOneAnswerDoesNotCarry) {
+    for (const LongText& row : long_texts) {
+        try {
+            scenario_from_json(row.scenario(std::string(row.longest + 1, 'x')));
+            ADD_FAILURE() << row.name << " was taken";
+        } catch (const ScenarioError& error) {
+            EXPECT_THAT(error.what(), StartsWith(fmt::format("{}: expected a text of at most {} bytes, got \"xxx",
+                                                             row.name, row.longest)));
+        }
+    }
 }
 
 struct WrongFacts {
@@ -541,7 +587,7 @@ TEST(FactsScenario, RefusesWrongFieldsAndSaysWhatWouldBeRight) {
         {R"({"gps": {}})", "facts.gps: no such field; there are device, location, stations, lte, connections, "
                            "messages, arp, users, voice"},
         {R"({"device": {"esn": 5}})", "facts.device.esn: expected a text, got 5"},
-        {R"({"device": {"esn": "a\u0000b"}})", "facts.device.esn: expected a text of at most 127 bytes, got "},
+        {R"({"device": {"esn": "a\u0000b"}})", "facts.device.esn: expected a text of at most 7955 bytes, got "},
         {R"({"device": {"access_status": -1}})",
          "facts.device.access_status: expected a number from 0 to 4294967295, got -1"},
         {R"({"device": {"backup_result": 18446744073709551615}})",

@@ -116,6 +116,28 @@ TEST(Facts, AreTheLibrarysFailuresWhenTheyAre) {
                 HasSubstr("...: VELA_ERROR_ENCODE (15): the request could not be built, or is too long; "));
 }
 
+TEST(Facts, AreShownWholeHoweverLongTheServiceMakesThem) {
+    const std::string esn(7955, 'e');
+    const std::string time(7859, 't');
+    const std::string name(7822, 'n');
+    const std::string text(7915, 'm');
+    TempDir directory;
+    const std::string scenario = directory / "scenario.json";
+    std::ofstream(scenario) << json{{"facts",
+                                     {{"device", {{"esn", esn}}},
+                                      {"location", {{"time", time}}},
+                                      {"stations", {{{"mac", "00:00:5e:00:53:10"}, {"name", name}}}},
+                                      {"messages", {{{"index", 0}, {"text", text}}}}}}};
+    const Finished finished =
+        qel({"facts", "--json", "serial-number", "location", "station", "--sms", "0"}, {"--scenario", scenario});
+    EXPECT_EQ(finished.code(), 0) << finished.err;
+    const json shown = json::parse(finished.out);
+    EXPECT_EQ(shown["serial-number"], esn);
+    EXPECT_EQ(shown["location"]["time"], time);
+    EXPECT_EQ(shown["station"]["name"], name);
+    EXPECT_EQ(shown["sms"]["0"]["text"], text);
+}
+
 TEST(Facts, StayOnTheirLine) {
     TempDir directory;
     const std::string scenario = directory / "scenario.json";
