@@ -100,7 +100,12 @@ TEST_F(Dispatch, AReplyThatNobodyAskedForIsDropped) {
 
 TEST_F(Dispatch, AMessageWithIdZeroThatArrivesWhileNothingWaitsAnswersTheNextRequest) {
     open_session();
-    service.send(-1, unsolicited_reply(0, with(session_acknowledged(6, 5), Item::text(3, "early"))));
+    // As long as a receive, so that it comes alone.
+    const std::string filler(8012 - 8 - 2 * 12 - (8 + 6) - 8, 'f');
+    const auto refusal = with(session_acknowledged(6, 5), Item::text(3, "early"));
+    const std::string early = unsolicited_reply(0, with(refusal, Item::raw(9, filler)));
+    ASSERT_EQ(early.size(), 8012U);
+    service.send(-1, early);
     pass_messages();
     answer_nothing("session.keepalive");
 

@@ -170,7 +170,9 @@ TEST_F(Session, NeverWritesToTheBufferOfACallThatHasReturned) {
 }
 
 TEST_F(Session, HandsAMessageOfSendIdZeroThatCameBetweenToTheNextRequest) {
-    peer.Send(Operation(12, 0, 0, 1, Int(0, 77)));
+    const Bytes asLongAsAReceive = Operation(12, 0, 0, 1, Int(0, 77) + Data(9, Bytes(8012 - 12 - 12 - 8, 'f')));
+    ASSERT_THAT(asLongAsAReceive, SizeIs(8012)) << "it is not alone in its receive";
+    peer.Send(asLongAsAReceive);
     ASSERT_TRUE(Settled());
     TakeRecords();
     const Outcome outcome = Ask(5); // the service says nothing
