@@ -3,6 +3,7 @@
 #include "api/event.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <gmock/gmock.h>
@@ -697,31 +698,161 @@ TEST_F(EventFunctions, AreExportedUnchanged) {
     EXPECT_THAT(Asked(), ElementsAre("11.0", "47", "41", "11.1", "11.2"));
 }
 
-// Whatever of the memory is missing, the result is a code and the table holds no handle that nobody got.
-TEST_F(EventFunctions, SurviveEveryMissingAllocationButTheOneTheyStopAt) {
-    const tagVELA_IFSTATE_PARA para = Interface();
-    // The second allocation of a request is its elements' first block, without which the process stops.
-    for (int nth = 3; nth < 12; ++nth) {
-        SCOPED_TRACE(nth);
-        std::memset(g_evtMgr, 0, sizeof g_evtMgr);
-        g_evt.ClearRes();
-        std::uint32_t handle = kUntouched;
+// Memory -------------------------------------------------------------------------------------------------------------
+
+// What a call that returns 1 records and asks when one of its allocations fails.
+struct Missing {
+    Lines lines;
+    std::vector<std::string> asked;
+    bool stops = false; // with the process instead
+};
+
+// The first block of a request's elements, without which the process stops: see below.
+Missing Stops() { return {{}, {}, true}; }
+
+const auto kNoHandle = Says(kError, "tlv_init", "tlv_init tlv = NULL");
+auto NoMemoryIn(const char* function) { return Says(kError, function, "memory use out, malloc failed"); }
+
+class EventMemory : public EventFunctions {
+protected:
+    // Fails each allocation of the call in its turn, counted from 1, and then none. Looks at what a failure left behind
+    // before the next one.
+    template <class Call, class Look>
+    void FailEachAllocationOf(Call call, const std::vector<Missing>& allocations, Look look) {
+        int nth = 0;
+        for (const Missing& missing : allocations) {
+            SCOPED_TRACE(++nth);
+            if (missing.stops)
+                continue;
+            {
+                const Fail fail(test::Call::Allocate, ENOMEM, nth);
+                EXPECT_EQ(call(), 1);
+                EXPECT_EQ(fail.Failures(), 1);
+            }
+            ExpectLines(missing.lines);
+            EXPECT_EQ(Asked(), missing.asked);
+            look(nth);
+        }
         {
-            const Fail fail(Call::Allocate, ENOMEM, nth);
-            const std::int32_t code = vela_event_new(&handle);
-            EXPECT_EQ(code, handle == kUntouched ? 1 : 0);
-            EXPECT_EQ(g_evtMgr[0].inUse, code == 0 ? 1 : 0);
+            const Fail fail(test::Call::Allocate, ENOMEM, nth + 1);
+            EXPECT_EQ(call(), 0) << "it makes more allocations than were failed here";
+            EXPECT_EQ(fail.Failures(), 0);
         }
-        if (handle == kUntouched) {
-            ASSERT_EQ(vela_event_new(&handle), 0);
-        }
-        {
-            const Fail fail(Call::Allocate, ENOMEM, nth);
-            const std::int32_t code = vela_event_add(handle, VELA_EVENT_IFSTATE, "link", &para);
-            EXPECT_TRUE(code == 0 || code == 1) << code;
-            EXPECT_STREQ(g_evtMgr[0].expression, code == 0 ? "link" : "");
-        }
+        ExpectLines({});
     }
+};
+
+TEST_F(EventMemory, ThatIsMissingGivesANewHandleBack) {
+    std::uint32_t handle = kUntouched;
+    FailEachAllocationOf(
+        [&] { return vela_event_new(&handle); },
+        {{{kNoHandle, Says(kError, kControl, "tlv init failed")}, {}},
+         Stops(),
+         {{kNoHandle, Says(kError, kControl, "vela_event_reg_begin failed ops_check_err = ack cmd is error!")},
+          {"11.0"}}},
+        [&](int) {
+            EXPECT_EQ(handle, kUntouched);
+            EXPECT_TRUE(IsEmptied(0));
+        });
+    EXPECT_EQ(handle, 0U);
+    EXPECT_EQ(g_evtMgr[0].inUse, 1);
+}
+
+// The last allocation is the tag's entry in the registry: the service has the subscription by then.
+TEST_F(EventMemory, ThatIsMissingAddsNoTag) {
+    const tagVELA_IFSTATE_PARA para = Interface();
+    const std::uint32_t handle = New();
+    const char* const subscribe = "ops_ifm_ifstate_subscribe";
+    FailEachAllocationOf(
+        [&] { return vela_event_add(handle, VELA_EVENT_IFSTATE, "link", &para); },
+        {{{kNoHandle, Says(kError, subscribe, "tlv construct error"), Says(kError, kAdd, "link")}, {}},
+         Stops(),
+         {{kNoHandle, Says(kError, subscribe, "ack cmd is error!"), Says(kError, kAdd, "link")}, {"47"}},
+         {{NoMemoryIn("vela_event_add")}, {"47"}}},
+        [&](int) { EXPECT_STREQ(g_evtMgr[handle].expression, ""); });
+    EXPECT_STREQ(g_evtMgr[handle].expression, "link");
+}
+
+// Behind the joined tags come the callback's entry in the registry and its name, and then the last request.
+TEST_F(EventMemory, ThatIsMissingRegistersNothingButBeforeTheLastRequest) {
+    const std::uint32_t handle = New();
+    MustAdd(handle, "link");
+    FailEachAllocationOf(
+        [&] { return vela_event_reg(handle, Remember); },
+        {{{kNoHandle, Says(kError, "vela_event_reg_correlate", "tlv init failed")}, {}},
+         Stops(),
+         {{kNoHandle, Says(kError, "vela_event_reg_correlate", "ack cmd is error!")}, {"41"}},
+         {{NoMemoryIn("vela_event_reg")}, {"41"}},
+         {{NoMemoryIn("vela_event_reg")}, {"41"}},
+         {{kNoHandle, Says(kError, kControl, "tlv init failed")}, {"41"}},
+         Stops(),
+         {{kNoHandle, Says(kError, kControl, "vela_event_reg_finish failed ops_check_err = ack cmd is error!")},
+          {"41", "11.1"}}},
+        [&](int nth) {
+            EXPECT_EQ(g_evtMgr[handle].inUse, 1);
+            delivered.clear();
+            Notify(Text(1, NameHere()) + Text(2, "link"));
+            EXPECT_THAT(delivered, SizeIs(nth < 6 ? 0 : 1));
+            g_evt.ClearRes();
+            TakeRecords();
+        });
+}
+
+TEST_F(EventMemory, ThatIsMissingLeavesAHandleAsItWas) {
+    const std::uint32_t handle = New();
+    MustAdd(handle, "link");
+    ASSERT_EQ(vela_event_reg_imp(handle, Remember), 0);
+    peer.TakeRequests();
+    const EventHandle before = g_evtMgr[handle];
+    FailEachAllocationOf(
+        [&] { return vela_event_free(handle); },
+        {{{kNoHandle, Says(kError, kControl, "tlv init failed"), Says(kError, kFree, "called error")}, {}},
+         Stops(),
+         {{kNoHandle, Says(kError, kControl, "vela_event_unreg failed ops_check_err = ack cmd is error!"),
+           Says(kError, kFree, "called error")},
+          {"11.2"}}},
+        [&](int) {
+            EXPECT_EQ(std::memcmp(&before, &g_evtMgr[handle], sizeof before), 0);
+            delivered.clear();
+            Notify(Text(1, NameHere()) + Text(2, "link"));
+            ASSERT_THAT(delivered, SizeIs(1));
+            EXPECT_EQ(delivered[0].kind, VELA_EVENT_IFSTATE);
+        });
+    EXPECT_TRUE(IsEmptied(handle));
+}
+
+// Nothing is sent by then, and so nobody need be there.
+class EventDeathTest : public EventState {
+protected:
+    EventDeathTest() {
+        ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+        g_bSessionIsOpen = 1;
+        py_file = kClient;
+    }
+    ~EventDeathTest() override {
+        g_bSessionIsOpen = 0;
+        py_file = nullptr;
+    }
+
+    template <class Call> static void ExpectStop(Call call) {
+        EXPECT_EXIT(
+            {
+                const Fail fail(test::Call::Allocate, ENOMEM, 2);
+                call();
+            },
+            ::testing::KilledBySignal(SIGABRT), "Assertion `tlv->buff' failed");
+    }
+};
+
+TEST_F(EventDeathTest, TheProcessStopsWithoutTheFirstBlockOfTheElements) {
+    const tagVELA_IFSTATE_PARA para = Interface();
+    std::uint32_t handle = kUntouched;
+    ExpectStop([&] { vela_event_new(&handle); });
+    g_evtMgr[0].inUse = 1;
+    ExpectStop([&] { vela_event_add(0, VELA_EVENT_IFSTATE, "link", &para); });
+    ExpectStop([&] { vela_event_reg(0, Remember); });
+    ExpectStop([&] { vela_event_free(0); });
+    ExpectStop([] { vela_event_reg_finish(); });
 }
 
 } // namespace
