@@ -335,6 +335,21 @@ TEST_F(SipAccountsStored, AreSentWholeUpTo107) {
     expect_silence();
 }
 
+// The record as the header declares it, which ends where the memory does.
+TEST_F(SipAccountsStored, UpToTenAreReadFromADeclaredRecordAndNothingBehindIt) {
+    answer_result(0);
+    for (std::int32_t count = 0; count <= 10; ++count) {
+        SCOPED_TRACE(count);
+        const LastAccounts accounts(count, 10);
+        EXPECT_EQ(vela_voice_set_sip_account(accounts.get()), 0U);
+        std::vector<Item> expected{Item::integer(1, 9), Item::integer(2, 2), Item::integer(5, count)};
+        for (std::int32_t i = 0; i < count; ++i)
+            expected.push_back(Item::raw(7 + i, LastAccounts::account(static_cast<std::size_t>(i))));
+        EXPECT_EQ(last_request().items, expected);
+    }
+    expect_silence();
+}
+
 TEST_F(SipAccountsStored, MoreThan107AreRefusedAndNoneBeyondIsRead) {
     unsigned id = 1;
     for (const std::int32_t count : {108, 109, 200, 1000, 0x10000, INT32_MAX, -1, -108, INT32_MIN}) {
