@@ -350,14 +350,18 @@ TEST_F(SipAccountsStored, UpToTenAreReadFromADeclaredRecordAndNothingBehindIt) {
     expect_silence();
 }
 
-TEST_F(SipAccountsStored, MoreThan107AreRefusedAndNoneBeyondIsRead) {
+// Whether the record is the declared one or ends behind its count.
+TEST_F(SipAccountsStored, MoreThan107OrFewerThanNoneAreRefusedBeforeAnyIsRead) {
+    static_assert(sizeof(stVOICE_SIP_ACCOUNT_INFO) == 4 + 10 * 66);
     unsigned id = 1;
-    for (const std::int32_t count : {108, 109, 200, 1000, 0x10000, INT32_MAX, -1, -108, INT32_MIN}) {
-        SCOPED_TRACE(count);
-        const LastAccounts accounts(count, 107);
-        EXPECT_EQ(vela_voice_set_sip_account(accounts.get()), 15U);
-        expect_said({worker + " # send tlv append failed"});
-        ++id;
+    for (const std::size_t readable : {10U, 0U}) {
+        for (const std::int32_t count : {108, 109, 200, 1000, 0x10000, INT32_MAX, -1, -108, INT32_MIN}) {
+            SCOPED_TRACE(std::to_string(count) + " of " + std::to_string(readable));
+            const LastAccounts accounts(count, readable);
+            EXPECT_EQ(vela_voice_set_sip_account(accounts.get()), 15U);
+            expect_said({worker + " # send tlv append failed"});
+            ++id;
+        }
     }
     EXPECT_EQ(operations(), 0U);
     EXPECT_EQ(next_send_id(), id + 1) << "each refused request used up its id";
