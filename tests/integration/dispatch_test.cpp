@@ -192,6 +192,52 @@ TEST_F(Dispatch, AMessageWithIdZeroThatCameWithAnotherAnswersNothing) {
     }
 }
 
+// What a malformed reply leaves behind -------------------------------------------------------------------------------
+
+// What the service puts behind a reply that is otherwise right, or how many bytes too few the reply claims.
+struct Leftover {
+    const char* name;
+    std::string behind;
+    std::uint16_t too_few = 0;
+};
+std::ostream& operator<<(std::ostream& out, const Leftover& row) { return out << row.name; }
+
+class DispatchLeftover : public Dispatch, public testing::WithParamInterface<Leftover> {};
+
+TEST_P(DispatchLeftover, CostsNoLaterReply) {
+    const Leftover& row = GetParam();
+    open_session();
+    for (int round = 0; round < 20; ++round) {
+        service.on("session.keepalive", [&row](const sim::Request& request) {
+            std::string reply = encode_reply(request.message, {.items = session_acknowledged(6), .tail = row.behind});
+            const auto claimed = static_cast<std::uint16_t>(reply.size() - row.behind.size() - row.too_few);
+            reply[4] = static_cast<char>(claimed / 256);
+            reply[5] = static_cast<char>(claimed % 256);
+            return sim::Answer{reply};
+        });
+        // The call that meets it has an answer, whatever it makes of that. A lost reply would fail by its time limit.
+        vela_session_keepalive(granted_session);
+        take_log();
+        answer_as_usual();
+        int failed = 0;
+        for (int call = 0; call < 10; ++call)
+            failed += vela_session_keepalive(granted_session) != VELA_OK;
+        ASSERT_EQ(failed, 0) << "round " << round;
+        expect_no_log();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Leftovers, DispatchLeftover,
+    testing::Values(Leftover{"OneByteThatCouldBeginAMessage", bytes("01")}, Leftover{"OneByte", bytes("00")},
+                    Leftover{"TwoBytesOfAHeader", bytes("01 0c")},
+                    Leftover{"AHeaderThatClaims8000", bytes("01 0c 07 00 1f 40 00 05")},
+                    Leftover{"AHeaderThatClaims64", bytes("01 02 07 00 00 40 00 05")},
+                    Leftover{"SevenBytesOfAHeader", bytes("01 0c 07 00 00 40 00")},
+                    Leftover{"NoHeader", bytes("ff 00 01 0c 00 00 00 07 ff")}, Leftover{"ClaimsOneByteTooFew", {}, 1},
+                    Leftover{"ClaimsFourBytesTooFew", {}, 4}, Leftover{"ClaimsOnlyAHeader", {}, 24}),
+    [](const auto& row) { return row.param.name; });
+
 // Sorting -----------------------------------------------------------------------------------------------------------
 
 struct SortRow {
