@@ -115,6 +115,12 @@ void arrange_directories() {
         fail("mkdir /mnt/sock");
 }
 
+// Of such a working directory the process still sees what lies underneath.
+bool is_shadowed(const fs::path& directory) {
+    const fs::path below_root = directory.relative_path();
+    return !below_root.empty() && (*below_root.begin() == "mnt" || *below_root.begin() == "dev");
+}
+
 } // namespace
 
 PrivateHost enter_private_host(std::string* why_not) {
@@ -124,8 +130,8 @@ PrivateHost enter_private_host(std::string* why_not) {
     try {
         const PrivateHost entered = unshare_mounts();
         arrange_directories();
-        // A working directory below /mnt or /dev is still the one underneath.
-        if (!no_directory && chdir(here.c_str()) == -1)
+        // Any other stays as it is: the user may have no right to the way that leads there.
+        if (!no_directory && is_shadowed(here) && chdir(here.c_str()) == -1)
             fail(fmt::format("chdir {}", here.string()));
         return entered;
     } catch (const std::system_error& error) {

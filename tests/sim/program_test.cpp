@@ -43,29 +43,49 @@ std::string contents(const std::string& path) {
     return text.str();
 }
 
-// As root the command line as it is, and once more as an ordinary user.
+const Words other_user{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+
+// A directory where every user may read and write, with both programs: the build may lie where only its owner can look.
+// What is made there is for everyone too, whatever umask the tests were started with.
+class OpenDir : public TempDir {
+public:
+    OpenDir() : umask_(umask(022)) {
+        std::filesystem::permissions(path(), std::filesystem::perms::all);
+        for (const std::string& each : {program, tool}) {
+            const std::string copy = *this / std::filesystem::path(each).filename();
+            std::filesystem::copy(each, copy);
+            std::filesystem::permissions(copy, std::filesystem::perms(0755));
+        }
+    }
+    ~OpenDir() { umask(umask_); }
+    OpenDir(const OpenDir&) = delete;
+    OpenDir& operator=(const OpenDir&) = delete;
+
+    std::string sim() const { return *this / "qel-sim"; }
+    std::string client() const { return *this / "sim_client_tool"; }
+
+private:
+    mode_t umask_;
+};
+
+// As root the command line as it is, and once more as an ordinary user, who works in that directory.
 class Run : public ::testing::TestWithParam<bool> {
 protected:
     void SetUp() override {
         if (GetParam() && geteuid() != 0)
             GTEST_SKIP() << "only root can become an ordinary user; this is one already";
-        // The build may lie where only root can look.
-        std::filesystem::permissions(directory.path(), std::filesystem::perms::all);
-        for (const std::string& each : {program, tool})
-            std::filesystem::copy(each, directory / std::filesystem::path(each).filename());
     }
 
-    Words as_user(const Words& command) const {
-        const Words other{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
-        return GetParam() ? other + command : command;
+    Words user() const { return GetParam() ? other_user : Words{}; }
+    Words sim(const Words& words) const {
+        return Words{"env", "--chdir", directory.path()} + user() + Words{directory.sim()} + words;
     }
-    Words sim(const Words& words) const { return as_user(Words{directory / "qel-sim"} + words); }
     Finished run(const Words& options, const Words& command) const {
         return run_program(sim(Words{"run"} + options + Words{"--"} + command));
     }
-    std::string client() const { return directory / "sim_client_tool"; }
+    std::string client() const { return directory.client(); }
 
-    TempDir directory;
+    OpenDir directory;
 };
 
 INSTANTIATE_TEST_SUITE_P(As, Run, ::testing::Bool(),
@@ -254,26 +274,33 @@ TEST_P(Run, KeepsTheUserWhoHeIs) {
 }
 
 TEST_P(Run, CanBeRunInsideItself) {
-    const Finished finished = run({"--sysname", "Outer"}, {directory / "qel-sim", "run", "--sysname", "Inner", "--",
-                                                           client(), "system-view", "display this"});
+    const Finished finished = run({"--sysname", "Outer"}, {directory.sim(), "run", "--sysname", "Inner", "--", client(),
+                                                           "system-view", "display this"});
     EXPECT_EQ(finished.out, "#\n sysname Inner\n#\nreturn\n") << finished.err;
 }
 
-// A host that has room for no further namespace; what is real there is private to the test.
-Finished run_without_namespaces(bool root, const std::string& script) {
-    const std::string limit = "echo 0 >/proc/sys/user/max_user_namespaces && echo 0 >/proc/sys/user/max_mnt_namespaces";
-    const std::string mapping = root ? "-r" : "-c";
-    return run_program({"unshare", "-U", mapping, "-m", "sh", "-c", limit + " && " + script});
+TEST_P(Run, StaysInADirectoryThatTheUserCouldNotEnter) {
+    const std::string closed = directory / "closed";
+    const std::string inside = closed + "/inside";
+    const Words there{"sh", "-c", R"(cd "$1" && chmod 0 .. && shift && "$@"; status=$?; chmod 700 ..; exit $status)",
+                      "sh", inside};
+    std::filesystem::create_directories(inside);
+    const Finished finished =
+        run_program(there + user() + Words{directory.sim(), "run", "--", "readlink", "/proc/self/cwd"});
+    EXPECT_EQ(finished.code(), 0) << finished.err;
+    EXPECT_EQ(finished.out, std::filesystem::canonical(inside).string() + "\n");
 }
 
 TEST(RunWithoutNamespaces, UsesTheRealPathAsRoot) {
     if (geteuid() != 0)
         GTEST_SKIP() << "needs root to be root there";
-    const Finished finished = run_without_namespaces(
-        true,
-        fmt::format(
-            "mount -t tmpfs none /mnt && {} run -- {} system-view 'display this' && ! test -e /mnt/sock/sdk.socket",
-            program, tool));
+    const OpenDir directory;
+    // A host that has room for no further namespace; what is real there is private to the test.
+    const Finished finished =
+        run_program({"unshare", "-U", "-r", "-m", "sh", "-c",
+                     "echo 0 >/proc/sys/user/max_user_namespaces && echo 0 >/proc/sys/user/max_mnt_namespaces && "
+                     "mount -t tmpfs none /mnt && \"$@\" && ! test -e /mnt/sock/sdk.socket",
+                     "sh", directory.sim(), "run", "--", directory.client(), "system-view", "display this"});
     EXPECT_EQ(finished.code(), 0) << finished.err;
     EXPECT_EQ(finished.out, "#\n sysname Tarkon\n#\nreturn\n");
     EXPECT_THAT(finished.err, AllOf(StartsWith("qel-sim: no private router is possible here: "),
@@ -283,15 +310,13 @@ TEST(RunWithoutNamespaces, UsesTheRealPathAsRoot) {
 TEST(RunWithoutNamespaces, SaysSoToAnOrdinaryUser) {
     if (geteuid() != 0)
         GTEST_SKIP() << "needs root to take the namespaces away";
-    TempDir directory;
-    std::filesystem::permissions(directory.path(), std::filesystem::perms::all);
-    std::filesystem::copy(program, directory / "qel-sim");
+    const OpenDir directory;
     // Root of a user namespace takes them away from the ordinary user that it lets run inside. The first shell has no
     // rights there, since it was started before there was a root; the second has.
-    const std::string as_user =
-        fmt::format("exec setpriv --reuid=65534 --regid=65534 --clear-groups {} run -- true", directory / "qel-sim");
-    const std::string as_root = "echo 0 >/proc/sys/user/max_user_namespaces && " + as_user;
-    Process process({"unshare", "-U", "sh", "-c", "echo ready; read go; exec sh -c '" + as_root + "'"});
+    const std::string as_root = "echo 0 >/proc/sys/user/max_user_namespaces && exec \"$@\"";
+    Process process(
+        Words{"unshare", "-U", "sh", "-c", "echo ready; read go; exec sh -c '" + as_root + "' sh \"$@\"", "sh"} +
+        other_user + Words{directory.sim(), "run", "--", "true"});
     EXPECT_EQ(process.read_line(), "ready\n");
     for (const char* const map : {"uid_map", "gid_map"})
         std::ofstream(fmt::format("/proc/{}/{}", process.pid(), map)) << "0 0 1\n65534 65534 1\n";
