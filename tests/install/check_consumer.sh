@@ -38,7 +38,7 @@ find_package)
     project "find_package(qel_api 1.5 REQUIRED)"
     ;;
 add_subdirectory)
-    project "add_subdirectory($SOURCE qel_api)"
+    project "add_subdirectory(\"$SOURCE\" qel_api)"
     others=$(find "$work/build" -name 'qel-sim*' -o -name '*_test' -o -name 'session_c')
     [ -z "$others" ] || fail "built besides: $others"
     ;;

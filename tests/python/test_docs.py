@@ -4,6 +4,7 @@ blocks."""
 import os
 import pathlib
 import re
+import shlex
 import subprocess
 import sys
 import unittest
@@ -38,7 +39,7 @@ class DocumentTest(unittest.TestCase):
 
     def test_the_shell_blocks_run(self):
         for script in (text for kind, text in blocks() if kind == "sh"):
-            here = re.sub(r"(\$PWD/)?build/gcc", str(BUILD), script)
+            here = re.sub(r"(\$PWD/)?build/gcc", lambda _: shlex.quote(str(BUILD)), script)
             ran = subprocess.run(
                 ["bash", "-euc", here],
                 cwd=ROOT,

@@ -372,9 +372,8 @@ TEST_F(ControlProgram, PrintsAnswersAsJson) {
 }
 
 TEST_F(ControlProgram, ReadsCommandsFromItsInput) {
-    const std::string script = fmt::format("printf 'clients\\ncli display this\\ndance\\n' | {} control --socket {}",
-                                           program, directory / "control.socket");
-    const Finished finished = run_program({"sh", "-c", script});
+    const Finished finished = run_program({"sh", "-c", "printf 'clients\\ncli display this\\ndance\\n' | \"$@\"", "sh",
+                                           program, "control", "--socket", directory / "control.socket"});
     EXPECT_EQ(finished.out, "no clients\n#\nreturn\n");
     EXPECT_EQ(finished.err, "qel-sim: there is no command \"dance\"; help lists them\n");
     EXPECT_EQ(finished.code(), 1);
@@ -383,7 +382,7 @@ TEST_F(ControlProgram, ReadsCommandsFromItsInput) {
 TEST(ControlOfARun, IsFoundByTheCommand) {
     const Finished finished = run_program(
         {program, "run", "--control", "--sysname", "Mine", "--", "sh", "-c",
-         "echo $QEL_SIM_CONTROL; " + program + " control cli system-view; " + program + " control cli display this"});
+         "echo $QEL_SIM_CONTROL; \"$1\" control cli system-view; \"$1\" control cli display this", "sh", program});
     EXPECT_EQ(finished.out, "/mnt/sock/control.socket\n#\n sysname Mine\n#\nreturn\n") << finished.err;
     EXPECT_EQ(finished.code(), 0);
 }

@@ -162,7 +162,6 @@ TEST_F(Events, EndQuietlyWithTheirReader) {
                                          "until grep -q vela_event_reg " +
                                          (directory / "told") +
                                          "; do :; done\n"
-                                         "qel-sim() { " SIM_PROGRAM " \"$@\"; }\n"
                                          "qel-sim control event log one\n"
                                          "head -n 1 <&\"${COPROC[0]}\"\n"
                                          "pid=$COPROC_PID\n"

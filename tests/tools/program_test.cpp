@@ -210,8 +210,8 @@ TEST(Signal, EndsAWaitForInputAndClosesTheSession) {
     const std::string wire = directory / "wire";
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         // The shell that turns into qel tells its number: qel-sim itself would end of a SIGHUP.
-        Process process(
-            on_router({"sh", "-c", "echo $$; exec " + program + " exec 'display this' -"}, {"--log", wire}));
+        Process process(on_router({"sh", "-c", "echo $$; exec \"$@\"", "sh", program, "exec", "display this", "-"},
+                                  {"--log", wire}));
         const pid_t pid = std::stoi(process.read_line());
         EXPECT_EQ(process.read_line(), "#\n");
         kill(pid, signal);

@@ -41,9 +41,11 @@ inline Finished qel(const Words& arguments, const Words& options = {}) {
     return ::sim::test::run_program(qel_on_router(arguments, options));
 }
 
-// A shell script, in which "qel" is this program.
+// A shell script, in which "qel" and "qel-sim" are these programs.
 inline Finished script(const std::string& text, const Words& options = {}) {
-    return ::sim::test::run_program(on_router({"bash", "-c", "qel() { " + program + " \"$@\"; }\n" + text}, options));
+    const std::string names = R"(qel=$1 sim=$2; qel() { "$qel" "$@"; }; qel-sim() { "$sim" "$@"; })";
+    return ::sim::test::run_program(
+        on_router({"bash", "-c", names + "\n" + text, "bash", program, SIM_PROGRAM}, options));
 }
 
 inline std::string contents(const std::string& path) {
