@@ -224,8 +224,13 @@ VELA_EXPORT int32_t vela_cli_close(uint32_t cli_hdl);
  * them are freed and every callback and tag is forgotten.
  *
  * The service knows this client by the name of the thread that opened the session and stamps each event with it: call
- * vela_event_reg from that thread. From another thread the call succeeds, and no event finds its callback. For the same
- * reason one handle of a thread can be registered at a time.
+ * vela_event_reg from that thread. From another thread the call succeeds, and no event finds its callback.
+ *
+ * For the same reason one handle can be registered at a time. vela_event_reg for a second one first tells the service
+ * that handle's tags, in the place of the first one's: the first one's events stop, and the second one's go to the
+ * first one's callback. Then it fails, or from another thread succeeds. vela_event_reg for the first handle again fails
+ * too, but puts its tags back. When the call for the second one failed, freeing either takes the callback along; the
+ * one that is left must be registered again before it can be freed.
  */
 
 /* What an event tells of. Other values are refused. */
@@ -307,7 +312,7 @@ VELA_EXPORT int32_t vela_event_add(uint32_t evt_hdl, tagVELA_EVENT kind, const c
  * Waits for the service, at most 60 seconds for each of two requests.
  *
  * VELA_OK; VELA_ERROR_NULL: callback is null; VELA_ERROR_NO_SESSION; VELA_ERROR: no such handle, this thread has a
- * callback already, the service refused or did not answer.
+ * callback already (see above for what the service has been told by then), the service refused or did not answer.
  */
 VELA_EXPORT int32_t vela_event_reg(uint32_t evt_hdl, fEventCallBack callback);
 

@@ -492,6 +492,72 @@ TEST_F(Events, ACallbackMayAddRegisterAndFree) {
     expect_log({no_callback()});
 }
 
+// On the simulated router -------------------------------------------------------------------------------------------
+
+// The router's own answers and events. It keeps one expression for a client, whichever handle it comes from, and stamps
+// every event with the one name that it knows the client by.
+class RouterEvents : public LibraryTest {
+protected:
+    void SetUp() override {
+        inbox.clear();
+        init();
+        for (const RequestKind& kind : request_kinds())
+            service.on(kind.operation, {});
+        const auto cfg = configuration();
+        std::uint32_t session = 0;
+        ASSERT_EQ(vela_session_open(&cfg, &session), VELA_OK);
+        ASSERT_EQ(vela_event_new(&links_), VELA_OK);
+        const tagVELA_IFSTATE_PARA any_interface{};
+        ASSERT_EQ(vela_event_add(links_, VELA_EVENT_IFSTATE, "link", &any_interface), VELA_OK);
+        ASSERT_EQ(vela_event_reg(links_, receive), VELA_OK);
+        ASSERT_EQ(vela_event_new(&routes_), VELA_OK);
+        const tagVELA_ROUTE_PARA any_route{};
+        ASSERT_EQ(vela_event_add(routes_, VELA_EVENT_ROUTE, "route", &any_route), VELA_OK);
+        take_log();
+    }
+
+    void TearDown() override {
+        LibraryTest::TearDown();
+        inbox.clear();
+    }
+
+    // Which of an interface's and a route's event reach the first handle's callback. They come in order, and the next
+    // call's come behind them.
+    std::string delivered() {
+        service.events().raise({.kind = sim::EventKind::interface_state, .content = "i", .whatever_asked = true});
+        service.events().raise({.kind = sim::EventKind::route, .content = "r", .whatever_asked = true});
+        EXPECT_TRUE(inbox.wait_for(++delivered_));
+        const std::vector<Call> calls = inbox.calls();
+        EXPECT_EQ(calls.size(), delivered_);
+        return calls.empty() ? "" : calls.back().tag;
+    }
+
+    std::uint32_t links_ = 0;
+    std::uint32_t routes_ = 0;
+
+private:
+    std::size_t delivered_ = 0;
+};
+
+void receive_nothing(std::uint32_t, const char* tag, tagVELA_EVENT, void*, int) { ADD_FAILURE() << tag; }
+
+TEST_F(RouterEvents, StopWhenTheirThreadRegistersASecondHandleUntilTheFirstIsRegisteredAnew) {
+    const Record refused = failure("RegEvent", client_name(1) + " has been register");
+    EXPECT_EQ(delivered(), "link");
+    EXPECT_EQ(vela_event_reg(routes_, receive_nothing), VELA_ERROR);
+    expect_log({refused});
+    EXPECT_EQ(delivered(), "route");
+    EXPECT_EQ(vela_event_reg(links_, receive), VELA_ERROR);
+    expect_log({refused});
+    EXPECT_EQ(delivered(), "link");
+}
+
+TEST_F(RouterEvents, StopWhenAnotherThreadRegistersASecondHandleToo) {
+    EXPECT_EQ(delivered(), "link");
+    std::thread([&] { EXPECT_EQ(vela_event_reg(routes_, receive_nothing), VELA_OK); }).join();
+    EXPECT_EQ(delivered(), "route");
+}
+
 // The documented time-out -------------------------------------------------------------------------------------------
 
 class SlowEvents : public EventTest {
