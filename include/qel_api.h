@@ -643,7 +643,8 @@ VELA_EXPORT int32_t vela_cellular_close(const char* interface_name);
  * pass_phrase  For WPA2. Null: an open network. Empty: a security profile is made, but the network stays open.
  *
  * ip_address, mask
- *              As the router's command "ip address" takes them.
+ *              As the router's command "ip address" takes them. One that is null is sent as nothing, like an empty
+ *              one: the router refuses the command, and the call fails as at any other step.
  *
  * VELA_OK; VELA_ERROR_PARAM: an argument that is not as said above, with nothing sent, or the WLAN id is taken;
  * VELA_ERROR: an access point of this library's has the SSID on this radio, or a step failed, whether removing what was

@@ -317,6 +317,28 @@ TEST_F(Provisioning, AServedSsidAndATakenIdAreRefusedAndNothingChanged) {
     EXPECT_EQ(running(), before);
 }
 
+// What is missing is sent as nothing, and the router misses it.
+TEST_F(Provisioning, AnAccessPointWithoutAddressOrMaskIsRefusedByTheRouterAndRemoved) {
+    struct Row {
+        const char* address;
+        const char* mask;
+        const char* sent;
+    };
+    for (const Row& row :
+         {Row{nullptr, "255.255.255.0", "ip address  255.255.255.0"},
+          Row{"", "255.255.255.0", "ip address  255.255.255.0"}, Row{"192.168.9.1", nullptr, "ip address 192.168.9.1 "},
+          Row{"192.168.9.1", "", "ip address 192.168.9.1 "}, Row{nullptr, nullptr, "ip address  "}}) {
+        SCOPED_TRACE(row.sent);
+        start_afresh();
+        EXPECT_EQ(try_to([&] { return vela_wlan_create_ap(radio, 1, "cafe", "s3cret99", row.address, row.mask); }),
+                  VELA_ERROR);
+        EXPECT_EQ(added(), after_cafe);
+        const auto asked = requests("cli.execute");
+        EXPECT_TRUE(std::any_of(asked.begin(), asked.end(),
+                                [&](const sim::Request& request) { return request.message.text(7) == row.sent; }));
+    }
+}
+
 // What is not yet named cannot be found again: a VLAN and a WLAN-BSS interface without their names stay.
 TEST_F(Provisioning, AFailureAtAnyCommandOfCreatingRemovesTheAccessPoint) {
     const Lines typed = typed_by(create_cafe);
