@@ -129,7 +129,7 @@ VELA_EXPORT int32_t vela_free(void* block);
 
 typedef struct tagVELA_SESSION_CFG_T {
     char reserved[64];    /* not read */
-    char client_name[64]; /* told to the service; a text of at most 63 bytes and its NUL */
+    char client_name[64]; /* told to the service: up to 64 bytes; a NUL ends a shorter text */
     int32_t type;         /* 0: the local socket. Nothing else is offered */
     char server_addr[16]; /* not used */
     uint16_t server_port; /* not used */
@@ -141,8 +141,8 @@ typedef struct tagVELA_SESSION_CFG_T {
  * connection nor the request.
  *
  * VELA_OK; VELA_ERROR_NOT_INIT; VELA_ERROR_NULL: session_hdl or cfg is null; VELA_ERROR_SESSION_OPEN; VELA_ERROR_TYPE
- * for type 1, and any other type but 0 as it is; VELA_ERROR: no service listens, the client name has no NUL, the
- * service refused or did not answer. A failed call may be repeated.
+ * for type 1, and any other type but 0 as it is; VELA_ERROR: no service listens, or it refused or did not answer. A
+ * failed call may be repeated.
  */
 VELA_EXPORT int32_t vela_session_open(const tagVELA_SESSION_CFG_T* cfg, uint32_t* session_hdl);
 
@@ -588,7 +588,9 @@ VELA_EXPORT uint32_t vela_voice_get_cita_config_info(tagVOICE_CITA_CONFIG_INFO* 
  * these calls may run at once. Each command waits for the service for at most 60 seconds.
  *
  * The texts are sent as they are given, so none may hold a blank or a line end that the router would take for its own.
- * The record of a command that the router refuses shows the command, a password or a pass phrase included.
+ * The record of a command that the router refuses shows the command, the cellular password included. The WLAN pass
+ * phrase is shown in no record: ******* stands in its place, in the command and in what the router printed. A command
+ * that the application itself types with vela_cli_execute is shown as it is.
  */
 
 /* How the cellular network asks for the credentials. Every other value means VELA_CELLULAR_AUTH_CHAP. */
