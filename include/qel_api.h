@@ -4,19 +4,23 @@
  * Life cycle. vela_init starts the library, vela_session_open connects to the service and is granted a session,
  * vela_cli_open opens the CLI channel. What was opened is closed in reverse: vela_cli_close, vela_session_close (which
  * closes an open CLI channel by itself), vela_release. A process has one session and at most one CLI channel. When the
- * service hangs up, the session and the channel are closed with it; calls then return VELA_ERROR_NO_SESSION until the
- * next vela_session_open. After vela_release the library can be started again with vela_init. vela_release does not
- * close a session: close it first. Each vela_session_open makes a new connection and leaves the one before open until
- * the process ends; each vela_init leaves one file descriptor open. Call vela_init once: a second call without a
- * release between starts a second pair of threads. The shared object stays loaded until the process ends.
+ * service hangs up, the session and the channel are closed with it; calls then return VELA_ERROR_NO_SESSION, or
+ * VELA_ERROR where that is not among their codes, until the next vela_session_open. After vela_release the library can
+ * be started again with vela_init. vela_release does not close a session: close it first. Call vela_init once: a second
+ * call without a release between starts a second pair of threads. The shared object stays loaded until the process
+ * ends.
+ *
+ * File descriptors. Each vela_init leaves one open until the process ends. Each vela_session_open makes a new
+ * connection, and then closes the one before if the service has hung up on it; one that the service still holds open
+ * stays open until the process ends.
  *
  * Threads. Any thread may call any function. One request is on its way at a time, the others wait their turn. Start,
  * stop, open and close from one thread, or see to it that no two of these calls run at once. The library runs three
- * threads of its own, detached, with all signals blocked: two from vela_init to vela_release, one from
- * vela_session_open until the session ends. They are asked to end, not waited for. No function is a cancellation point:
- * a thread that is cancelled inside one first finishes the call. None may be called from a signal handler. A child
- * process made by fork has none of the threads: call nothing but vela_version, vela_malloc and vela_free there before
- * exec.
+ * threads of its own, detached: two from vela_init to vela_release, one from vela_session_open until the session ends.
+ * They block all signals but those that a fault of their own raises: SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS.
+ * They are asked to end, not waited for. No function is a cancellation point: a thread that is cancelled inside one
+ * first finishes the call. None may be called from a signal handler. A child process made by fork has none of the
+ * threads: call nothing but vela_version, vela_malloc and vela_free there before exec.
  *
  * Callbacks. Events reach the application through the callback that vela_event_reg was given, on one thread of the
  * library's own, one at a time, in the order in which the service sent them. The two texts that a callback gets live
@@ -24,21 +28,27 @@
  * the service until the callback returns. A callback may call any function of this library, but one that waits for the
  * service ends after 60 seconds with VELA_ERROR when an event arrives before its reply: let callbacks return promptly,
  * and ask from other threads. A callback must not throw and must not end its thread. One that has been freed may still
- * be running, or be about to run, when vela_event_free returns.
+ * be running, or be about to run, when vela_event_free returns. A program that a callback starts inherits the blocked
+ * signals, SIGTERM and SIGINT among them: unblock them in the child before exec (sigprocmask with an empty set), or
+ * have posix_spawn do so (posix_spawnattr_setsigmask, POSIX_SPAWN_SETSIGMASK). system and popen leave no room for that:
+ * call them from other threads.
  *
  * Time-outs. A request waits at most 60 seconds of the real-time clock for its reply; a change of that clock moves the
- * end of the wait. The limit is fixed. A service that hangs up during the wait does not end it early. A signal handled
- * by the waiting thread without SA_RESTART ends the wait, and the call fails although the request was sent. A reply
- * that comes too late is dropped. Functions that wait say so below; the others return at once.
+ * end of the wait. A service that hangs up during the wait does not end it early. A signal handled by the waiting
+ * thread without SA_RESTART ends the wait, and the call fails although the request was sent. A reply that comes too
+ * late is dropped. Before that, while the service takes no bytes, or no connection from vela_session_open, the call
+ * waits for up to 60 seconds more, and fails when they are over; any signal that its thread handles meanwhile makes it
+ * fail too, and the request was not sent. Both limits are fixed. Functions that wait say so below, with the limit of
+ * the first wait; the others return at once.
  *
  * Ownership. What a function takes it only reads during the call. A text that it hands out is a block of its own: give
  * it back with vela_free (or free). A result pointer is written only where its function says so.
  *
- * Errors. Functions return a result code, VELA_OK or what went wrong, and never throw. Each failure writes one record
- * that tells more to the system log, with the identity "Vela-Quor". For that the library opens and closes the system
- * log around each record, which ends an openlog of the application's own: an application that writes to the system log
- * itself calls openlog again before it does. Nothing is retried. Sending to a service that has gone is a failed
- * request, never a SIGPIPE.
+ * Errors. Functions return a result code, VELA_OK or what went wrong, and never throw. A failure writes at least one
+ * record that tells more to the system log, with the identity "Vela-Quor", unless it is said otherwise. For that the
+ * library opens and closes the system log around each record, which ends an openlog of the application's own: an
+ * application that writes to the system log itself calls openlog again before it does. Nothing is retried. Sending to a
+ * service that has gone is a failed request, never a SIGPIPE.
  */
 #ifndef QEL_API_H
 #define QEL_API_H
@@ -137,8 +147,7 @@ typedef struct tagVELA_SESSION_CFG_T {
 
 /*
  * Connects to the service and opens a session. On success *session_hdl receives the session's handle; otherwise it is
- * untouched. Waits for the service, at most 60 seconds, and up to 60 more while the service takes neither the
- * connection nor the request.
+ * untouched. Waits for the service, at most 60 seconds.
  *
  * VELA_OK; VELA_ERROR_NOT_INIT; VELA_ERROR_NULL: session_hdl or cfg is null; VELA_ERROR_SESSION_OPEN; VELA_ERROR_TYPE
  * for type 1, and any other type but 0 as it is; VELA_ERROR: no service listens, or it refused or did not answer. A

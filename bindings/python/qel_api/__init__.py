@@ -9,10 +9,10 @@
 A module for each area: session and lifecycle, cli, events, snmp, syslog, queries, provisioning; errors has the result
 codes and the exceptions. docs/python.md is a tour.
 
-Blocking. What waits for the service says so: at most 60 seconds for each request, during which other Python threads
-run. Any thread may call anything; one request is on its way at a time, the others wait their turn. A signal that Python
-handles ends the wait of the main thread: the call fails although the request was sent, and after Ctrl-C
-KeyboardInterrupt is raised.
+Blocking. What waits for the service says so: at most 60 seconds for each request, and up to 60 more before that while
+the service takes no bytes. Other Python threads run meanwhile. Any thread may call anything; one request is on its way
+at a time, the others wait their turn. A signal that Python handles ends the wait of the main thread: the call fails
+although the request was sent, and after Ctrl-C KeyboardInterrupt is raised.
 
 Errors. What fails raises a QelError, with .code and .function. What the library could not be asked is a ValueError or a
 TypeError: a text with a NUL in it or too long for its field, a number that is too large.

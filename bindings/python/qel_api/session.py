@@ -14,9 +14,8 @@ from .events import EventHandle
 class Session(Closing):
     """An open session; `with Session("name") as session:` closes it at the end.
 
-    Starts the library when need be. Opening waits for the service, at most 60 seconds, and up to 60 more while the
-    service takes neither the connection nor the request. While it is open, the functions of snmp, syslog, queries and
-    provisioning work too: they use the process's session.
+    Starts the library when need be. Opening waits for the service, at most 60 seconds. While it is open, the functions
+    of snmp, syslog, queries and provisioning work too: they use the process's session.
 
     An open session is not garbage: it stays open until it is closed, or until the service hangs up.
 
