@@ -78,7 +78,7 @@ enum {
     VELA_ERROR_NULL = 4,          /* a required pointer is null */
     VELA_ERROR_TIMEOUT = 7,       /* no reply within 60 seconds; the functions below report it as VELA_ERROR */
     VELA_ERROR_TYPE = 11,         /* connection type 1, which is not offered */
-    VELA_ERROR_MEMORY = 12,       /* no memory for the text to hand out */
+    VELA_ERROR_MEMORY = 12,       /* no memory to run a router command, or for its output */
     VELA_ERROR_NO_SESSION = 14,   /* no session is open */
     VELA_ERROR_ENCODE = 15,       /* the request could not be built */
     VELA_ERROR_SESSION_OPEN = 16, /* a session is open already */
@@ -201,9 +201,9 @@ VELA_EXPORT int32_t vela_cli_open(uint32_t* cli_hdl);
  * Command and choices are sent whole: together they may take about 7,900 bytes, 8 for each text included. Waits for the
  * service, at most 60 seconds.
  *
- * VELA_OK; VELA_ERROR_PARAM: command is null or empty; VELA_ERROR_MEMORY: no memory for the output, and *result is
- * null; VELA_ERROR: the channel is not open, the texts do not fit a request (nothing is sent), the router rejected the
- * command, the service did not answer.
+ * VELA_OK; VELA_ERROR_PARAM: command is null or empty; VELA_ERROR_MEMORY: no memory for the choices (nothing is sent)
+ * or for the output, and *result is null; VELA_ERROR: the channel is not open, the texts do not fit a request (nothing
+ * is sent), the router rejected the command, the service did not answer.
  */
 VELA_EXPORT int32_t vela_cli_execute(uint32_t cli_hdl, const char* command, const char* choice, char** result);
 
@@ -213,7 +213,8 @@ VELA_EXPORT int32_t vela_cli_execute(uint32_t cli_hdl, const char* command, cons
  * stays open: close it with vela_session_close. Waits for the service, at most 60 seconds for each of up to three
  * requests.
  *
- * VELA_OK; VELA_ERROR: no session, the router refused, the service did not answer.
+ * VELA_OK; VELA_ERROR: no session, the router refused, the service did not answer; VELA_ERROR_MEMORY: no memory for the
+ * request, on an open channel.
  */
 VELA_EXPORT int32_t vela_cli_save(void);
 
