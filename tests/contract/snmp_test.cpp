@@ -471,18 +471,42 @@ TEST_P(EverySnmpReadsMemory, FailsWhenTheRequestCannotGrow) {
 }
 
 TEST_F(SnmpMemory, GetTakesABlockOfTheItemsLengthAndSaysWhatHadNoRoom) {
-    answer_all({Item::integer(0, 22), Item::integer(1, 0), Item::text(6, "12345")});
-    expect_no_block_of(6, snmp_get(), "   memeory use out. 12345");
     const std::string longer(776, 'v');
-    answer_all({Item::integer(0, 22), Item::integer(1, 0), Item::text(6, longer)});
-    expect_no_block_of(777, snmp_get(), "   memeory use out. " + longer);
+    const struct {
+        Item value;
+        std::size_t block;
+        std::string text;
+    } rows[] = {
+        {Item::text(6, "12345"), 6, "12345"},
+        {Item::text(6, longer), 777, longer},
+        {Item::text(6, ""), 1, ""},
+        {Item::raw(6, std::string("abc\0def\0", 8)), 8, "abc"},
+    };
+    for (const auto& row : rows) {
+        answer_all({Item::integer(0, 22), Item::integer(1, 0), row.value});
+        expect_no_block_of(row.block, snmp_get(), "   memeory use out. " + row.text);
+    }
 }
 
-TEST_F(SnmpMemory, GetNextHandsOutBothTextsOrNone) {
-    answer_all({Item::integer(0, 24), Item::integer(1, 0), Item::text(7, std::string(332, '1')),
-                Item::text(8, std::string(554, 'v'))});
-    expect_no_block_of(555, snmp_get_next(), "memory use out");
-    expect_no_block_of(333, snmp_get_next(), "memory use out");
+TEST_F(SnmpMemory, GetNextTakesABlockForEachTextAndHandsOutBothOrNone) {
+    const Item long_oid = Item::text(7, std::string(332, '1'));
+    const Item long_value = Item::text(8, std::string(554, 'v'));
+    const struct {
+        Item next, value;
+        std::size_t block; // that is refused
+    } rows[] = {
+        {long_oid, long_value, 555},
+        {long_oid, long_value, 333},
+        {long_oid, Item::text(8, ""), 1},
+        {Item::text(7, ""), long_value, 1},
+        // The text's length counts, not the item's.
+        {long_oid, Item::raw(8, std::string("abc\0def\0", 8)), 4},
+        {Item::raw(7, std::string("abc\0def\0", 8)), long_value, 4},
+    };
+    for (const auto& row : rows) {
+        answer_all({Item::integer(0, 24), Item::integer(1, 0), row.next, row.value});
+        expect_no_block_of(row.block, snmp_get_next(), "memory use out");
+    }
 }
 
 TEST_F(SnmpMemory, GetNextHandsOutNothingWhenNeitherTextHasRoom) {
