@@ -1,6 +1,7 @@
 // The event registry: names and their callbacks, tags and their kinds, and what becomes of a pushed event.
 #include "api/event_registry.h"
 
+#include <cerrno>
 #include <gmock/gmock.h>
 #include <string>
 
@@ -164,6 +165,33 @@ TEST_F(EventRegistry, GivesAnUnknownTagTheKindZeroUntilItIsSaved) {
     EXPECT_EQ(delivered[2].kind, VELA_EVENT_ROUTE);
     EXPECT_EQ(delivered[3].kind, 0) << "a piece of a tag is another tag";
     EXPECT_THAT(TakeRecords(), IsEmpty());
+}
+
+// The kind of the last event; a callback that takes no memory itself.
+tagVELA_EVENT lastKind;
+void NoteKind(std::uint32_t, const char*, tagVELA_EVENT kind, void*, int) { lastKind = kind; }
+
+TEST_F(EventRegistry, EntersAnUnknownTagWithTheKindZero) {
+    g_evt.RegEvent("name", NoteKind);
+    // Delivers an event: the first allocation is the view of the message, the second, which fails, a tag's entry.
+    const auto triesToEnter = [](const char* tag) {
+        tagMSG_DATA message = Pushed(For("name", tag));
+        const Fail entry(Call::Allocate, ENOMEM, 2);
+        lastKind = VELA_EVENT_ROUTE;
+        g_evt.EventNotify(&message);
+        EXPECT_EQ(lastKind, 0);
+        return entry.Failures() == 1;
+    };
+    EXPECT_TRUE(triesToEnter("tag"));
+    EXPECT_TRUE(triesToEnter("tag")) << "it had no memory for it before";
+    Notify(For("other", "tag"));
+    EXPECT_TRUE(triesToEnter("tag")) << "an event that nobody gets leaves its tag unknown";
+    Notify(For("name", "tag"));
+    EXPECT_FALSE(triesToEnter("tag")) << "it is known by now";
+    EXPECT_TRUE(triesToEnter("ta")) << "a piece of a tag is another tag";
+    g_evt.UnRegEvent("name");
+    g_evt.RegEvent("name", NoteKind);
+    EXPECT_TRUE(triesToEnter("tag")) << "it was forgotten with the others";
 }
 
 TEST_F(EventRegistry, ChoosesTheCallbackByTheWholeName) {
