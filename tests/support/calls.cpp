@@ -15,11 +15,13 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-// Where the C library has waits with times of 32 and of 64 bits, the latter have another name.
+// Where the C library has functions with times of 32 and of 64 bits, the latter have another name.
 #if __SIZEOF_POINTER__ == 4
 #define TIMED_WAIT "__sem_timedwait64"
+#define READ_CLOCK "__clock_gettime64"
 #else
 #define TIMED_WAIT "sem_timedwait"
+#define READ_CLOCK "clock_gettime"
 #endif
 
 extern "C" {
@@ -37,6 +39,8 @@ int __real_sem_wait(sem_t*);
 int __real_sem_post(sem_t*);
 int __real_sem_timedwait(sem_t*, const timespec*) asm("__real_" TIMED_WAIT);
 int __wrap_sem_timedwait(sem_t*, const timespec*) asm("__wrap_" TIMED_WAIT);
+int __real_clock_gettime(clockid_t, timespec*) asm("__real_" READ_CLOCK);
+int __wrap_clock_gettime(clockid_t, timespec*) asm("__wrap_" READ_CLOCK);
 int __real_socket(int, int, int);
 int __real_connect(int, const sockaddr*, socklen_t);
 ssize_t __real_send(int, const void*, std::size_t, int);
@@ -144,6 +148,8 @@ void RunHook(Call call) {
 }
 
 thread_local unsigned long pretendedThread = 0;
+thread_local timespec pretendedTime{};
+thread_local bool pretendsTime = false;
 
 // Decides the call: true when it is made, false when its result is already known.
 bool Made(Call call, bool& fails, long& result) {
@@ -312,6 +318,12 @@ void LeadConnectionsTo(const std::string& abstractName) {
 
 void PretendThreadId(unsigned long id) { pretendedThread = id; }
 
+RealTimeReads::RealTimeReads(const timespec& instant) {
+    pretendedTime = instant;
+    pretendsTime = true;
+}
+RealTimeReads::~RealTimeReads() { pretendsTime = false; }
+
 MapsFile::MapsFile(std::string text) {
     const std::lock_guard guard(journal().lock);
     journal().maps = std::make_shared<const std::string>(std::move(text));
@@ -403,6 +415,13 @@ int __wrap_sem_timedwait(sem_t* sem, const timespec* limit) {
     Keep(&Journal::timedWaits, *limit);
     RunHook(Call::SemTimedWait);
     return Decide(Call::SemTimedWait, -1, [&] { return __real_sem_timedwait(sem, limit); });
+}
+
+int __wrap_clock_gettime(clockid_t clock, timespec* reading) {
+    if (clock != CLOCK_REALTIME || !pretendsTime)
+        return __real_clock_gettime(clock, reading);
+    *reading = pretendedTime;
+    return 0;
 }
 
 int __wrap_socket(int domain, int type, int protocol) {

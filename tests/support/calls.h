@@ -136,6 +136,16 @@ void LeadConnectionsTo(const std::string& abstractName);
 // pthread_self gives the calling thread this number until it is 0 again.
 void PretendThreadId(unsigned long id);
 
+// While it lives, the real-time clock reads this for the calling thread; it stands still. Waits go by the true clock:
+// one that began at another reading is one during which the clock was set.
+class RealTimeReads {
+public:
+    explicit RealTimeReads(const timespec& instant);
+    ~RealTimeReads();
+    RealTimeReads(const RealTimeReads&) = delete;
+    RealTimeReads& operator=(const RealTimeReads&) = delete;
+};
+
 // "/proc/self/maps" has this text; the real file after the object is gone.
 class MapsFile {
 public:

@@ -81,6 +81,48 @@ TEST_F(Semaphore, WaitsUntilAnInstantOfTheRealTimeClock) {
     }
 }
 
+TEST_F(Semaphore, AddsTheSecondsToWhatThatClockReadsAndKeepsItsNanoseconds) {
+    Sem sem;
+    const RealTimeReads reading({4000000000, 999999999});
+    for (const int seconds : {60, 1, 0}) {
+        ForgetCalls();
+        sem.SemPost();
+        EXPECT_EQ(sem.SemTimedWait(seconds), 0);
+        ASSERT_THAT(TimedWaits(), SizeIs(1));
+        EXPECT_EQ(TimedWaits().front().tv_sec, 4000000000 + seconds);
+        EXPECT_EQ(TimedWaits().front().tv_nsec, 999999999);
+    }
+}
+
+timespec HoursFromNow(int hours) {
+    timespec instant{};
+    clock_gettime(CLOCK_REALTIME, &instant);
+    instant.tv_sec += 3600 * hours;
+    return instant;
+}
+
+// The limit is an instant: whoever sets the clock moves the wait's end.
+TEST_F(Semaphore, GivesUpAtOnceWhenTheClockIsSetForwardDuringTheWait) {
+    Sem sem;
+    const RealTimeReads beforeItIsSet(HoursFromNow(-1));
+    EXPECT_EQ(sem.SemTimedWait(60), -1);
+    EXPECT_EQ(errno, ETIMEDOUT);
+    EXPECT_THAT(TimedWaits(), SizeIs(1));
+}
+
+TEST_F(Semaphore, WaitsOnWhenTheClockIsSetBackDuringTheWait) {
+    Sem sem;
+    std::int32_t result = -1;
+    std::thread waiter([&] {
+        const RealTimeReads beforeItIsSet(HoursFromNow(1));
+        result = sem.SemTimedWait(0);
+    });
+    EXPECT_TRUE(Eventually([] { return !TimedWaits().empty(); }));
+    sem.SemPost();
+    waiter.join();
+    EXPECT_EQ(result, 0);
+}
+
 void ExpectTimeOutAfter(int seconds) {
     Sem sem;
     const auto start = std::chrono::system_clock::now(); // the clock that it waits by

@@ -85,6 +85,17 @@ TEST_F(Session, GivesUpAfterSixtySecondsOfTheRealTimeClock) {
     EXPECT_LE(TimedWaits()[0].tv_sec, after.tv_sec + 60);
 }
 
+TEST_F(Session, GivesUpAtOnceWhenTheClockIsSetPastTheLimit) {
+    timespec anHourAgo{};
+    clock_gettime(CLOCK_REALTIME, &anHourAgo);
+    anHourAgo.tv_sec -= 3600;
+    const RealTimeReads beforeItIsSet(anHourAgo);
+    EXPECT_EQ(Ask(5).result, 7U);
+    EXPECT_THAT(TakeRecords(), ElementsAre(Says(kError, "SendRequest", "wait time out")));
+    ASSERT_THAT(TimedWaits(), SizeIs(1));
+    EXPECT_EQ(TimedWaits()[0].tv_sec, anHourAgo.tv_sec + 60);
+}
+
 TEST_F(Session, GivesTheReplyAsItStandsWhenASignalEndsTheWait) {
     const Fail limit(Call::SemTimedWait, EINTR);
     const Outcome outcome = Ask(5);
